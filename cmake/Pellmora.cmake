@@ -1,0 +1,43 @@
+# Shared compile settings and the one helper that registers a test.
+
+add_library(pellmora_warnings INTERFACE)
+target_compile_options(pellmora_warnings INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
+    $<$<BOOL:${PELLMORA_WERROR}>:-Werror>)
+target_compile_definitions(pellmora_warnings INTERFACE
+    QT_NO_URL_CAST_FROM_STRING QT_NO_FOREACH)
+
+# Every test runs with a fixed language, locale and time zone, and with
+# private XDG folders so it can never touch the user's real library.
+set(PELLMORA_TEST_ENV
+    LANG=C.UTF-8
+    LC_ALL=C.UTF-8
+    TZ=Europe/Zurich
+    QT_QPA_PLATFORM=offscreen
+    PELLMORA_NO_NOTIFICATIONS=1
+    XDG_DATA_HOME=${CMAKE_BINARY_DIR}/test-home/data
+    XDG_CONFIG_HOME=${CMAKE_BINARY_DIR}/test-home/config
+    XDG_CACHE_HOME=${CMAKE_BINARY_DIR}/test-home/cache)
+
+# pellmora_add_test(NAME name SOURCES a.cpp ... LIBS lib ... [ENV K=V ...] [TIMEOUT s])
+function(pellmora_add_test)
+    cmake_parse_arguments(T "" "NAME;TIMEOUT" "SOURCES;LIBS;ENV" ${ARGN})
+    add_executable(${T_NAME} ${T_SOURCES})
+    target_link_libraries(${T_NAME} PRIVATE Qt6::Test pellmora_warnings ${T_LIBS})
+    target_include_directories(${T_NAME} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
+    add_test(NAME ${T_NAME} COMMAND ${T_NAME})
+    if(NOT T_TIMEOUT)
+        set(T_TIMEOUT 120)
+    endif()
+    set_tests_properties(${T_NAME} PROPERTIES
+        TIMEOUT ${T_TIMEOUT}
+        ENVIRONMENT "${PELLMORA_TEST_ENV};${T_ENV}")
+endfunction()
+
+# pellmora_add_bench(NAME name SOURCES a.cpp ... LIBS lib ...)
+function(pellmora_add_bench)
+    cmake_parse_arguments(B "" "NAME" "SOURCES;LIBS" ${ARGN})
+    add_executable(${B_NAME} ${B_SOURCES})
+    target_link_libraries(${B_NAME} PRIVATE pellmora_warnings pellmora_bench_support ${B_LIBS})
+    set_property(GLOBAL APPEND PROPERTY PELLMORA_BENCHES ${B_NAME})
+endfunction()
