@@ -1,1 +1,1109 @@
 #include "LibraryCodec.h"
+
+#include <QDate>
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <string>
+#include <string_view>
+
+// A hand-written streaming reader and writer: libraries of many thousand
+// tabs with page texts and vectors must load and save without a visible
+// pause, and a DOM in between would double the work and the memory.
+
+namespace {
+
+using namespace std::string_view_literals;
+
+struct DecodeFailure
+{
+    QString reason;
+};
+
+// Days since 1970-01-01 of a proleptic Gregorian date, and back.
+qint64 daysFromCivil(qint64 y, unsigned m, unsigned d)
+{
+    y -= m <= 2;
+    const qint64 era = (y >= 0 ? y : y - 399) / 400;
+    const unsigned yoe = static_cast<unsigned>(y - era * 400);
+    const unsigned doy = (153 * (m + (m > 2 ? -3 : 9)) + 2) / 5 + d - 1;
+    const unsigned doe = yoe * 365 + yoe / 4 - yoe / 100 + doy;
+    return era * 146097 + static_cast<qint64>(doe) - 719468;
+}
+
+void civilFromDays(qint64 z, qint64 &y, unsigned &m, unsigned &d)
+{
+    z += 719468;
+    const qint64 era = (z >= 0 ? z : z - 146096) / 146097;
+    const unsigned doe = static_cast<unsigned>(z - era * 146097);
+    const unsigned yoe = (doe - doe / 1460 + doe / 36524 - doe / 146096) / 365;
+    y = static_cast<qint64>(yoe) + era * 400;
+    const unsigned doy = doe - (365 * yoe + yoe / 4 - yoe / 100);
+    const unsigned mp = (5 * doy + 2) / 153;
+    d = doy - (153 * mp + 2) / 5 + 1;
+    m = mp < 10 ? mp + 3 : mp - 9;
+    y += m <= 2;
+}
+
+int digits(const QChar *s, int n)
+{
+    int v = 0;
+    for (int i = 0; i < n; ++i) {
+        const char16_t c = s[i].unicode();
+        if (c < u'0' || c > u'9')
+            return -1;
+        v = v * 10 + (c - u'0');
+    }
+    return v;
+}
+
+// "yyyy-MM-ddTHH:mm:ssZ" or with a "+hh:mm" offset; whole seconds only.
+std::optional<QDateTime> parseDate(const QString &text)
+{
+    const qsizetype n = text.size();
+    if (n != 20 && n != 25)
+        return std::nullopt;
+    const QChar *s = text.constData();
+    if (s[4] != u'-' || s[7] != u'-' || s[10] != u'T' || s[13] != u':' || s[16] != u':')
+        return std::nullopt;
+    const int year = digits(s, 4), month = digits(s + 5, 2), day = digits(s + 8, 2);
+    const int hour = digits(s + 11, 2), minute = digits(s + 14, 2), second = digits(s + 17, 2);
+    if (year < 0 || month < 0 || day < 0 || hour < 0 || minute < 0 || second < 0)
+        return std::nullopt;
+    if (!QDate::isValid(year, month, day) || hour > 23 || minute > 59 || second > 59)
+        return std::nullopt;
+    qint64 offset = 0;
+    if (n == 20) {
+        if (s[19] != u'Z')
+            return std::nullopt;
+    } else {
+        if ((s[19] != u'+' && s[19] != u'-') || s[22] != u':')
+            return std::nullopt;
+        const int oh = digits(s + 20, 2), om = digits(s + 23, 2);
+        if (oh < 0 || om < 0 || oh > 23 || om > 59)
+            return std::nullopt;
+        offset = (oh * 60 + om) * 60 * (s[19] == u'-' ? -1 : 1);
+    }
+    const qint64 secs = daysFromCivil(year, unsigned(month), unsigned(day)) * 86400
+                        + hour * 3600 + minute * 60 + second - offset;
+    return QDateTime::fromSecsSinceEpoch(secs, Qt::UTC);
+}
+
+bool isHex(char16_t c)
+{
+    return (c >= u'0' && c <= u'9') || (c >= u'a' && c <= u'f') || (c >= u'A' && c <= u'F');
+}
+
+// Only the plain 36-character form counts; braces or other layouts do not.
+std::optional<QUuid> parseUuid(const QString &text)
+{
+    if (text.size() != 36)
+        return std::nullopt;
+    for (int i = 0; i < 36; ++i) {
+        const char16_t c = text.at(i).unicode();
+        const bool dash = i == 8 || i == 13 || i == 18 || i == 23;
+        if (dash ? c != u'-' : !isHex(c))
+            return std::nullopt;
+    }
+    return QUuid::fromString(text);
+}
+
+class Reader
+{
+public:
+    Reader(const char *begin, const char *end) : m_p(begin), m_end(end) {}
+
+    [[noreturn]] void fail(const QString &reason) const { throw DecodeFailure{reason}; }
+
+    void ws()
+    {
+        while (m_p < m_end && (*m_p == ' ' || *m_p == '\n' || *m_p == '\r' || *m_p == '\t'))
+            ++m_p;
+    }
+
+    bool atEnd()
+    {
+        ws();
+        return m_p == m_end;
+    }
+
+    char peek()
+    {
+        ws();
+        if (m_p == m_end)
+            fail(QStringLiteral("unerwartetes Dateiende"));
+        return *m_p;
+    }
+
+    void expect(char c)
+    {
+        if (peek() != c)
+            fail(QStringLiteral("'%1' erwartet").arg(QLatin1Char(c)));
+        ++m_p;
+    }
+
+    void literal(std::string_view word)
+    {
+        if (std::size_t(m_end - m_p) < word.size() || std::string_view(m_p, word.size()) != word)
+            fail(QStringLiteral("ungültiger Wert"));
+        m_p += word.size();
+    }
+
+    // Consumes a null and says so; a null stands for a missing optional key.
+    bool null()
+    {
+        if (peek() != 'n')
+            return false;
+        literal("null"sv);
+        return true;
+    }
+
+    bool boolean()
+    {
+        const char c = peek();
+        if (c == 't') {
+            literal("true"sv);
+            return true;
+        }
+        if (c == 'f') {
+            literal("false"sv);
+            return false;
+        }
+        fail(QStringLiteral("Wahrheitswert erwartet"));
+    }
+
+    template <typename OnKey>
+    void object(OnKey &&onKey, int depth = 0)
+    {
+        if (depth > kMaxDepth)
+            fail(QStringLiteral("zu tief verschachtelt"));
+        expect('{');
+        if (peek() == '}') {
+            ++m_p;
+            return;
+        }
+        for (;;) {
+            if (peek() != '"')
+                fail(QStringLiteral("Schlüssel erwartet"));
+            const std::string_view k = key();
+            expect(':');
+            onKey(k);
+            const char c = peek();
+            ++m_p;
+            if (c == '}')
+                return;
+            if (c != ',')
+                fail(QStringLiteral("',' oder '}' erwartet"));
+        }
+    }
+
+    template <typename OnElement>
+    void array(OnElement &&onElement, int depth = 0)
+    {
+        if (depth > kMaxDepth)
+            fail(QStringLiteral("zu tief verschachtelt"));
+        expect('[');
+        if (peek() == ']') {
+            ++m_p;
+            return;
+        }
+        for (;;) {
+            onElement();
+            const char c = peek();
+            ++m_p;
+            if (c == ']')
+                return;
+            if (c != ',')
+                fail(QStringLiteral("',' oder ']' erwartet"));
+        }
+    }
+
+    QString string()
+    {
+        if (peek() != '"')
+            fail(QStringLiteral("Text erwartet"));
+        ++m_p;
+        const char *start = m_p;
+        if (scanPlain()) {
+            const QString s = QString::fromUtf8(start, m_p - start);
+            ++m_p;
+            return s;
+        }
+        m_scratch.assign(start, m_p);
+        unescapeRest();
+        return QString::fromUtf8(m_scratch.data(), qsizetype(m_scratch.size()));
+    }
+
+    QStringList strings()
+    {
+        QStringList list;
+        array([&] { list.append(string()); });
+        return list;
+    }
+
+    QDateTime date()
+    {
+        const QString text = string();
+        const auto date = parseDate(text);
+        if (!date)
+            fail(QStringLiteral("ungültiges Datum: %1").arg(text));
+        return *date;
+    }
+
+    QUuid uuid()
+    {
+        const QString text = string();
+        const auto id = parseUuid(text);
+        if (!id)
+            fail(QStringLiteral("ungültige Kennung: %1").arg(text));
+        return *id;
+    }
+
+    QList<QUuid> uuids()
+    {
+        QList<QUuid> list;
+        array([&] { list.append(uuid()); });
+        return list;
+    }
+
+    qint64 integer()
+    {
+        const Number n = number();
+        if (!n.fraction) {
+            qint64 v = 0;
+            const auto [ptr, ec] = std::from_chars(n.begin, n.end, v);
+            if (ec != std::errc() || ptr != n.end)
+                fail(QStringLiteral("Ganzzahl ausserhalb des Bereichs"));
+            return v;
+        }
+        double d = 0;
+        const auto [ptr, ec] = std::from_chars(n.begin, n.end, d);
+        if (ec != std::errc() || ptr != n.end || d != std::trunc(d) || std::abs(d) > 9.0e15)
+            fail(QStringLiteral("Ganzzahl erwartet"));
+        return static_cast<qint64>(d);
+    }
+
+    float real()
+    {
+        const Number n = number();
+        float f = 0;
+        const auto [ptr, ec] = std::from_chars(n.begin, n.end, f);
+        if (ec != std::errc() || ptr != n.end)
+            fail(QStringLiteral("Zahl ausserhalb des Bereichs"));
+        return f;
+    }
+
+    void skip(int depth = 0)
+    {
+        switch (peek()) {
+        case '{':
+            object([&](std::string_view) { skip(depth + 1); }, depth + 1);
+            return;
+        case '[':
+            array([&] { skip(depth + 1); }, depth + 1);
+            return;
+        case '"':
+            ++m_p;
+            if (scanPlain()) {
+                ++m_p;
+            } else {
+                m_scratch.clear();
+                unescapeRest();
+            }
+            return;
+        case 't':
+        case 'f':
+            boolean();
+            return;
+        case 'n':
+            literal("null"sv);
+            return;
+        default:
+            number();
+        }
+    }
+
+private:
+    static constexpr int kMaxDepth = 256;
+
+    struct Number
+    {
+        const char *begin;
+        const char *end;
+        bool fraction;
+    };
+
+    // JSON number grammar; the conversion is the caller's.
+    Number number()
+    {
+        ws();
+        const char *b = m_p;
+        auto digit = [&] { return m_p < m_end && *m_p >= '0' && *m_p <= '9'; };
+        if (m_p < m_end && *m_p == '-')
+            ++m_p;
+        if (!digit())
+            fail(QStringLiteral("Zahl erwartet"));
+        if (*m_p == '0')
+            ++m_p;
+        else
+            while (digit())
+                ++m_p;
+        bool fraction = false;
+        if (m_p < m_end && *m_p == '.') {
+            ++m_p;
+            if (!digit())
+                fail(QStringLiteral("Zahl erwartet"));
+            while (digit())
+                ++m_p;
+            fraction = true;
+        }
+        if (m_p < m_end && (*m_p == 'e' || *m_p == 'E')) {
+            ++m_p;
+            if (m_p < m_end && (*m_p == '+' || *m_p == '-'))
+                ++m_p;
+            if (!digit())
+                fail(QStringLiteral("Zahl erwartet"));
+            while (digit())
+                ++m_p;
+            fraction = true;
+        }
+        // from_chars does not take a leading plus, and JSON has none.
+        return {b, m_p, fraction};
+    }
+
+    std::string_view key()
+    {
+        ++m_p; // opening quote
+        const char *start = m_p;
+        if (scanPlain()) {
+            const std::string_view k(start, std::size_t(m_p - start));
+            ++m_p;
+            return k;
+        }
+        m_scratch.assign(start, m_p);
+        unescapeRest();
+        m_key = m_scratch;
+        return m_key;
+    }
+
+    // Advances over valid UTF-8 without escapes. True when it stopped at the
+    // closing quote, false at a backslash.
+    bool scanPlain()
+    {
+        for (;;) {
+            // Bulk-skip the common printable ASCII bytes.
+            while (m_p < m_end) {
+                const unsigned char c = static_cast<unsigned char>(*m_p);
+                if (c < 0x20 || c == '"' || c == '\\' || c >= 0x80)
+                    break;
+                ++m_p;
+            }
+            if (m_p == m_end)
+                fail(QStringLiteral("Text ohne Ende"));
+            const unsigned char c = static_cast<unsigned char>(*m_p);
+            if (c == '"')
+                return true;
+            if (c == '\\')
+                return false;
+            if (c < 0x20)
+                fail(QStringLiteral("Steuerzeichen im Text"));
+            validateMultiByte();
+        }
+    }
+
+    void validateMultiByte()
+    {
+        const auto *u = reinterpret_cast<const unsigned char *>(m_p);
+        const std::size_t left = std::size_t(m_end - m_p);
+        const unsigned char c = u[0];
+        std::size_t len = 0;
+        char32_t cp = 0;
+        if (c >= 0xC2 && c <= 0xDF) {
+            len = 2;
+            cp = c & 0x1F;
+        } else if (c >= 0xE0 && c <= 0xEF) {
+            len = 3;
+            cp = c & 0x0F;
+        } else if (c >= 0xF0 && c <= 0xF4) {
+            len = 4;
+            cp = c & 0x07;
+        } else {
+            fail(QStringLiteral("ungültiges UTF-8"));
+        }
+        if (left < len)
+            fail(QStringLiteral("ungültiges UTF-8"));
+        for (std::size_t i = 1; i < len; ++i) {
+            if ((u[i] & 0xC0) != 0x80)
+                fail(QStringLiteral("ungültiges UTF-8"));
+            cp = (cp << 6) | (u[i] & 0x3F);
+        }
+        if ((len == 3 && (cp < 0x800 || (cp >= 0xD800 && cp <= 0xDFFF)))
+            || (len == 4 && (cp < 0x10000 || cp > 0x10FFFF)))
+            fail(QStringLiteral("ungültiges UTF-8"));
+        m_p += len;
+    }
+
+    unsigned hex4()
+    {
+        if (m_end - m_p < 4)
+            fail(QStringLiteral("ungültige Escape-Folge"));
+        unsigned v = 0;
+        for (int i = 0; i < 4; ++i) {
+            const char c = m_p[i];
+            v <<= 4;
+            if (c >= '0' && c <= '9')
+                v |= unsigned(c - '0');
+            else if (c >= 'a' && c <= 'f')
+                v |= unsigned(c - 'a' + 10);
+            else if (c >= 'A' && c <= 'F')
+                v |= unsigned(c - 'A' + 10);
+            else
+                fail(QStringLiteral("ungültige Escape-Folge"));
+        }
+        m_p += 4;
+        return v;
+    }
+
+    void appendUtf8(char32_t cp)
+    {
+        if (cp < 0x80) {
+            m_scratch.push_back(char(cp));
+        } else if (cp < 0x800) {
+            m_scratch.push_back(char(0xC0 | (cp >> 6)));
+            m_scratch.push_back(char(0x80 | (cp & 0x3F)));
+        } else if (cp < 0x10000) {
+            m_scratch.push_back(char(0xE0 | (cp >> 12)));
+            m_scratch.push_back(char(0x80 | ((cp >> 6) & 0x3F)));
+            m_scratch.push_back(char(0x80 | (cp & 0x3F)));
+        } else {
+            m_scratch.push_back(char(0xF0 | (cp >> 18)));
+            m_scratch.push_back(char(0x80 | ((cp >> 12) & 0x3F)));
+            m_scratch.push_back(char(0x80 | ((cp >> 6) & 0x3F)));
+            m_scratch.push_back(char(0x80 | (cp & 0x3F)));
+        }
+    }
+
+    // From a backslash to the closing quote, appending to m_scratch.
+    void unescapeRest()
+    {
+        for (;;) {
+            // m_p is at a backslash.
+            ++m_p;
+            if (m_p == m_end)
+                fail(QStringLiteral("Text ohne Ende"));
+            const char e = *m_p++;
+            switch (e) {
+            case '"': m_scratch.push_back('"'); break;
+            case '\\': m_scratch.push_back('\\'); break;
+            case '/': m_scratch.push_back('/'); break;
+            case 'b': m_scratch.push_back('\b'); break;
+            case 'f': m_scratch.push_back('\f'); break;
+            case 'n': m_scratch.push_back('\n'); break;
+            case 'r': m_scratch.push_back('\r'); break;
+            case 't': m_scratch.push_back('\t'); break;
+            case 'u': {
+                char32_t cp = hex4();
+                if (cp >= 0xDC00 && cp <= 0xDFFF)
+                    fail(QStringLiteral("einzelnes Ersatzzeichen"));
+                if (cp >= 0xD800 && cp <= 0xDBFF) {
+                    if (m_end - m_p < 6 || m_p[0] != '\\' || m_p[1] != 'u')
+                        fail(QStringLiteral("einzelnes Ersatzzeichen"));
+                    m_p += 2;
+                    const char32_t low = hex4();
+                    if (low < 0xDC00 || low > 0xDFFF)
+                        fail(QStringLiteral("einzelnes Ersatzzeichen"));
+                    cp = 0x10000 + ((cp - 0xD800) << 10) + (low - 0xDC00);
+                }
+                appendUtf8(cp);
+                break;
+            }
+            default:
+                fail(QStringLiteral("ungültige Escape-Folge"));
+            }
+            const char *start = m_p;
+            const bool closed = scanPlain();
+            m_scratch.append(start, m_p);
+            if (closed) {
+                ++m_p;
+                return;
+            }
+        }
+    }
+
+    const char *m_p;
+    const char *m_end;
+    std::string m_scratch;
+    std::string m_key;
+};
+
+// Records the required keys a record has shown.
+class Required
+{
+public:
+    void seen(int bit) { m_mask |= 1u << bit; }
+    void check(Reader &r, unsigned all, const char *record) const
+    {
+        if ((m_mask & all) != all)
+            r.fail(QStringLiteral("Pflichtfeld fehlt in %1").arg(QLatin1StringView(record)));
+    }
+
+private:
+    unsigned m_mask = 0;
+};
+
+SavedTab readTab(Reader &r, const QDateTime &now)
+{
+    SavedTab tab;
+    Required req;
+    bool hasDomain = false, hasSavedAt = false, hasWindowId = false;
+    r.object([&](std::string_view k) {
+        if (k == "id"sv) {
+            tab.id = r.uuid();
+            req.seen(0);
+        } else if (k == "url"sv) {
+            tab.url = r.string();
+            req.seen(1);
+        } else if (r.null()) {
+            // null stands for a missing optional key
+        } else if (k == "title"sv) {
+            tab.title = r.string();
+        } else if (k == "domain"sv) {
+            tab.domain = r.string();
+            hasDomain = true;
+        } else if (k == "savedAt"sv) {
+            tab.savedAt = r.date();
+            hasSavedAt = true;
+        } else if (k == "windowId"sv) {
+            tab.windowId = r.uuid();
+            hasWindowId = true;
+        } else if (k == "windowIndex"sv) {
+            tab.windowIndex = r.integer();
+        } else if (k == "tabIndex"sv) {
+            tab.tabIndex = r.integer();
+        } else if (k == "text"sv) {
+            tab.text = r.string();
+        } else if (k == "summary"sv) {
+            tab.summary = r.string();
+        } else if (k == "topicId"sv) {
+            tab.topicId = r.uuid();
+        } else if (k == "note"sv) {
+            tab.note = r.string();
+        } else if (k == "reminderAt"sv) {
+            tab.reminderAt = r.date();
+        } else if (k == "projectTags"sv) {
+            tab.projectTags = r.strings();
+        } else if (k == "tags"sv) {
+            tab.tags = r.strings();
+        } else if (k == "readAt"sv) {
+            tab.readAt = r.date();
+        } else if (k == "isDemo"sv) {
+            tab.isDemo = r.boolean();
+        } else {
+            r.skip();
+        }
+    });
+    req.check(r, 0b11, "Tab");
+    if (!hasDomain)
+        tab.domain = SavedTab::domainOf(tab.url);
+    if (!hasSavedAt)
+        tab.savedAt = now;
+    if (!hasWindowId)
+        tab.windowId = QUuid::createUuid();
+    return tab;
+}
+
+SavedWindow readWindow(Reader &r)
+{
+    SavedWindow window;
+    Required req;
+    r.object([&](std::string_view k) {
+        if (k == "id"sv) {
+            window.id = r.uuid();
+            req.seen(0);
+        } else if (k == "savedAt"sv) {
+            window.savedAt = r.date();
+            req.seen(1);
+        } else if (k == "title"sv) {
+            window.title = r.string();
+            req.seen(2);
+        } else if (k == "tabIds"sv) {
+            window.tabIds = r.uuids();
+            req.seen(3);
+        } else {
+            r.skip();
+        }
+    });
+    req.check(r, 0b1111, "Fenster");
+    return window;
+}
+
+Topic readTopic(Reader &r)
+{
+    Topic topic;
+    Required req;
+    r.object([&](std::string_view k) {
+        if (k == "id"sv) {
+            topic.id = r.uuid();
+            req.seen(0);
+        } else if (k == "name"sv) {
+            topic.name = r.string();
+            req.seen(1);
+        } else if (k == "color"sv) {
+            topic.color = r.string();
+            req.seen(2);
+        } else if (k == "tabIds"sv) {
+            topic.tabIds = r.uuids();
+            req.seen(3);
+        } else if (k == "isUnsorted"sv) {
+            topic.isUnsorted = r.boolean();
+            req.seen(4);
+        } else {
+            r.skip();
+        }
+    });
+    req.check(r, 0b11111, "Thema");
+    return topic;
+}
+
+Hint readHint(Reader &r)
+{
+    Hint hint;
+    Required req;
+    r.object([&](std::string_view k) {
+        if (k == "id"sv) {
+            hint.id = r.uuid();
+            req.seen(0);
+        } else if (k == "tabId"sv) {
+            hint.tabId = r.uuid();
+            req.seen(1);
+        } else if (k == "reason"sv) {
+            hint.reason = r.string();
+            req.seen(2);
+        } else if (k == "createdAt"sv) {
+            hint.createdAt = r.date();
+            req.seen(3);
+        } else if (k == "dismissed"sv) {
+            hint.dismissed = r.boolean();
+            req.seen(4);
+        } else {
+            r.skip();
+        }
+    });
+    req.check(r, 0b11111, "Hinweis");
+    return hint;
+}
+
+UserContext readContext(Reader &r)
+{
+    UserContext context;
+    Required req;
+    r.object([&](std::string_view k) {
+        if (k == "folderPaths"sv) {
+            context.folderPaths = r.strings();
+            req.seen(0);
+        } else if (k == "freeText"sv) {
+            context.freeText = r.string();
+            req.seen(1);
+        } else if (k == "hintsPerDay"sv) {
+            context.hintsPerDay = r.integer();
+            req.seen(2);
+        } else if (k == "hintHour"sv) {
+            context.hintHour = r.integer();
+            req.seen(3);
+        } else {
+            r.skip();
+        }
+    });
+    req.check(r, 0b1111, "Kontext");
+    return context;
+}
+
+QHash<QString, Vector> readEmbeddings(Reader &r)
+{
+    QHash<QString, Vector> map;
+    r.object([&](std::string_view k) {
+        Vector v;
+        v.reserve(256);
+        r.array([&] { v.append(r.real()); });
+        map.insert(QString::fromUtf8(k.data(), qsizetype(k.size())), std::move(v));
+    });
+    return map;
+}
+
+LibraryData readLibrary(Reader &r, const QDateTime &now)
+{
+    LibraryData data;
+    r.object([&](std::string_view k) {
+        if (r.null())
+            return; // every key of the root is optional
+        if (k == "version"sv) {
+            data.version = r.integer();
+        } else if (k == "tabs"sv) {
+            r.array([&] { data.tabs.append(readTab(r, now)); });
+        } else if (k == "windows"sv) {
+            r.array([&] { data.windows.append(readWindow(r)); });
+        } else if (k == "topics"sv) {
+            r.array([&] { data.topics.append(readTopic(r)); });
+        } else if (k == "context"sv) {
+            data.context = readContext(r);
+        } else if (k == "hints"sv) {
+            r.array([&] { data.hints.append(readHint(r)); });
+        } else if (k == "embeddings"sv) {
+            data.embeddings = readEmbeddings(r);
+        } else if (k == "embedderKind"sv) {
+            data.embedderKind = r.string();
+        } else if (k == "topicsByAI"sv) {
+            data.topicsByAI = r.boolean();
+        } else if (k == "lastHintDay"sv) {
+            data.lastHintDay = r.string();
+        } else {
+            r.skip();
+        }
+    });
+    return data;
+}
+
+class Writer
+{
+public:
+    QByteArray out;
+
+    void raw(std::string_view s) { out.append(s.data(), qsizetype(s.size())); }
+    void ch(char c) { out.append(c); }
+
+    // Keys are written in code-point order by the callers.
+    void key(std::string_view k, bool first = false)
+    {
+        if (!first)
+            ch(',');
+        ch('"');
+        raw(k);
+        raw("\":"sv);
+    }
+
+    void string(const QString &s)
+    {
+        ch('"');
+        const char16_t *p = reinterpret_cast<const char16_t *>(s.constData());
+        const char16_t *end = p + s.size();
+        while (p < end) {
+            const char16_t *run = p;
+            while (p < end && *p >= 0x20 && *p < 0x80 && *p != u'"' && *p != u'\\' && *p != u'/')
+                ++p;
+            if (p > run) {
+                const qsizetype n = p - run;
+                const qsizetype at = out.size();
+                out.resize(at + n);
+                char *dst = out.data() + at;
+                for (qsizetype i = 0; i < n; ++i)
+                    dst[i] = char(run[i]);
+            }
+            if (p == end)
+                break;
+            const char16_t c = *p++;
+            switch (c) {
+            case u'"': raw("\\\""sv); continue;
+            case u'\\': raw("\\\\"sv); continue;
+            case u'/': raw("\\/"sv); continue;
+            case u'\n': raw("\\n"sv); continue;
+            case u'\r': raw("\\r"sv); continue;
+            case u'\t': raw("\\t"sv); continue;
+            case u'\b': raw("\\b"sv); continue;
+            case u'\f': raw("\\f"sv); continue;
+            default: break;
+            }
+            char32_t cp = c;
+            if (c < 0x20) {
+                static const char hexDigits[] = "0123456789abcdef";
+                raw("\\u00"sv);
+                ch(hexDigits[c >> 4]);
+                ch(hexDigits[c & 0xF]);
+                continue;
+            }
+            if (c >= 0xD800 && c <= 0xDBFF && p < end && *p >= 0xDC00 && *p <= 0xDFFF) {
+                cp = 0x10000 + ((char32_t(c) - 0xD800) << 10) + (char32_t(*p) - 0xDC00);
+                ++p;
+            } else if (c >= 0xD800 && c <= 0xDFFF) {
+                cp = 0xFFFD; // a lone surrogate has no UTF-8 form
+            }
+            utf8(cp);
+        }
+        ch('"');
+    }
+
+    void strings(const QStringList &list)
+    {
+        ch('[');
+        for (qsizetype i = 0; i < list.size(); ++i) {
+            if (i)
+                ch(',');
+            string(list.at(i));
+        }
+        ch(']');
+    }
+
+    void uuid(const QUuid &id)
+    {
+        ch('"');
+        const QByteArray text = id.toByteArray(QUuid::WithoutBraces).toUpper();
+        out.append(text);
+        ch('"');
+    }
+
+    void uuids(const QList<QUuid> &ids)
+    {
+        ch('[');
+        for (qsizetype i = 0; i < ids.size(); ++i) {
+            if (i)
+                ch(',');
+            uuid(ids.at(i));
+        }
+        ch(']');
+    }
+
+    void integer(qint64 v)
+    {
+        char buf[24];
+        const auto res = std::to_chars(buf, buf + sizeof buf, v);
+        raw(std::string_view(buf, std::size_t(res.ptr - buf)));
+    }
+
+    void boolean(bool b) { raw(b ? "true"sv : "false"sv); }
+
+    // Shortest text that reads back to the same float.
+    bool real(float f)
+    {
+        if (!std::isfinite(f))
+            return false;
+        char buf[32];
+        const auto res = std::to_chars(buf, buf + sizeof buf, f);
+        raw(std::string_view(buf, std::size_t(res.ptr - buf)));
+        return true;
+    }
+
+    void date(const QDateTime &d)
+    {
+        const qint64 secs = d.toSecsSinceEpoch();
+        qint64 days = secs / 86400;
+        qint64 rest = secs % 86400;
+        if (rest < 0) {
+            rest += 86400;
+            --days;
+        }
+        qint64 y;
+        unsigned m, day;
+        civilFromDays(days, y, m, day);
+        char buf[40];
+        const int n = std::snprintf(buf, sizeof buf, "\"%04lld-%02u-%02uT%02d:%02d:%02dZ\"",
+                                    static_cast<long long>(y), m, day, int(rest / 3600),
+                                    int(rest / 60 % 60), int(rest % 60));
+        raw(std::string_view(buf, std::size_t(n)));
+    }
+
+private:
+    void utf8(char32_t cp)
+    {
+        if (cp < 0x800) {
+            ch(char(0xC0 | (cp >> 6)));
+            ch(char(0x80 | (cp & 0x3F)));
+        } else if (cp < 0x10000) {
+            ch(char(0xE0 | (cp >> 12)));
+            ch(char(0x80 | ((cp >> 6) & 0x3F)));
+            ch(char(0x80 | (cp & 0x3F)));
+        } else {
+            ch(char(0xF0 | (cp >> 18)));
+            ch(char(0x80 | ((cp >> 12) & 0x3F)));
+            ch(char(0x80 | ((cp >> 6) & 0x3F)));
+            ch(char(0x80 | (cp & 0x3F)));
+        }
+    }
+};
+
+void writeTab(Writer &w, const SavedTab &t)
+{
+    w.ch('{');
+    w.key("domain"sv, true);
+    w.string(t.domain);
+    w.key("id"sv);
+    w.uuid(t.id);
+    w.key("isDemo"sv);
+    w.boolean(t.isDemo);
+    w.key("note"sv);
+    w.string(t.note);
+    w.key("projectTags"sv);
+    w.strings(t.projectTags);
+    if (t.readAt) {
+        w.key("readAt"sv);
+        w.date(*t.readAt);
+    }
+    if (t.reminderAt) {
+        w.key("reminderAt"sv);
+        w.date(*t.reminderAt);
+    }
+    w.key("savedAt"sv);
+    w.date(t.savedAt);
+    w.key("summary"sv);
+    w.string(t.summary);
+    w.key("tabIndex"sv);
+    w.integer(t.tabIndex);
+    w.key("tags"sv);
+    w.strings(t.tags);
+    w.key("text"sv);
+    w.string(t.text);
+    w.key("title"sv);
+    w.string(t.title);
+    if (t.topicId) {
+        w.key("topicId"sv);
+        w.uuid(*t.topicId);
+    }
+    w.key("url"sv);
+    w.string(t.url);
+    w.key("windowId"sv);
+    w.uuid(t.windowId);
+    w.key("windowIndex"sv);
+    w.integer(t.windowIndex);
+    w.ch('}');
+}
+
+void writeWindow(Writer &w, const SavedWindow &win)
+{
+    w.ch('{');
+    w.key("id"sv, true);
+    w.uuid(win.id);
+    w.key("savedAt"sv);
+    w.date(win.savedAt);
+    w.key("tabIds"sv);
+    w.uuids(win.tabIds);
+    w.key("title"sv);
+    w.string(win.title);
+    w.ch('}');
+}
+
+void writeTopic(Writer &w, const Topic &t)
+{
+    w.ch('{');
+    w.key("color"sv, true);
+    w.string(t.color);
+    w.key("id"sv);
+    w.uuid(t.id);
+    w.key("isUnsorted"sv);
+    w.boolean(t.isUnsorted);
+    w.key("name"sv);
+    w.string(t.name);
+    w.key("tabIds"sv);
+    w.uuids(t.tabIds);
+    w.ch('}');
+}
+
+void writeHint(Writer &w, const Hint &h)
+{
+    w.ch('{');
+    w.key("createdAt"sv, true);
+    w.date(h.createdAt);
+    w.key("dismissed"sv);
+    w.boolean(h.dismissed);
+    w.key("id"sv);
+    w.uuid(h.id);
+    w.key("reason"sv);
+    w.string(h.reason);
+    w.key("tabId"sv);
+    w.uuid(h.tabId);
+    w.ch('}');
+}
+
+template <typename T, typename F>
+void writeArray(Writer &w, const QList<T> &items, F &&write)
+{
+    w.ch('[');
+    for (qsizetype i = 0; i < items.size(); ++i) {
+        if (i)
+            w.ch(',');
+        write(w, items.at(i));
+    }
+    w.ch(']');
+}
+
+} // namespace
+
+namespace LibraryCodec {
+
+Result<LibraryData> decode(const QByteArray &json, const QDateTime &now)
+{
+    Reader r(json.constData(), json.constData() + json.size());
+    try {
+        LibraryData data = readLibrary(r, now);
+        if (!r.atEnd())
+            r.fail(QStringLiteral("Zeichen nach dem Ende"));
+        return data;
+    } catch (const DecodeFailure &failure) {
+        return Result<LibraryData>::failure(failure.reason);
+    }
+}
+
+Result<QByteArray> encode(const LibraryData &data)
+{
+    Writer w;
+    qsizetype estimate = 256;
+    for (const SavedTab &t : data.tabs)
+        estimate += 400 + (t.text.size() + t.summary.size() + t.title.size() + t.url.size()) * 11 / 10;
+    if (!data.embeddings.isEmpty())
+        estimate += data.embeddings.size() * (50 + data.embeddings.cbegin()->size() * 13);
+    w.out.reserve(estimate);
+
+    w.ch('{');
+    w.key("context"sv, true);
+    w.ch('{');
+    w.key("folderPaths"sv, true);
+    w.strings(data.context.folderPaths);
+    w.key("freeText"sv);
+    w.string(data.context.freeText);
+    w.key("hintHour"sv);
+    w.integer(data.context.hintHour);
+    w.key("hintsPerDay"sv);
+    w.integer(data.context.hintsPerDay);
+    w.ch('}');
+    w.key("embedderKind"sv);
+    w.string(data.embedderKind);
+    w.key("embeddings"sv);
+    w.ch('{');
+    QStringList keys = data.embeddings.keys();
+    std::sort(keys.begin(), keys.end());
+    for (qsizetype i = 0; i < keys.size(); ++i) {
+        if (i)
+            w.ch(',');
+        w.string(keys.at(i));
+        w.ch(':');
+        const Vector &v = *data.embeddings.constFind(keys.at(i));
+        w.ch('[');
+        for (qsizetype j = 0; j < v.size(); ++j) {
+            if (j)
+                w.ch(',');
+            if (!w.real(v.at(j)))
+                return Result<QByteArray>::failure(
+                    QStringLiteral("Ein Textvektor enthält einen ungültigen Zahlenwert."));
+        }
+        w.ch(']');
+    }
+    w.ch('}');
+    w.key("hints"sv);
+    writeArray(w, data.hints, writeHint);
+    if (data.lastHintDay) {
+        w.key("lastHintDay"sv);
+        w.string(*data.lastHintDay);
+    }
+    w.key("tabs"sv);
+    writeArray(w, data.tabs, writeTab);
+    w.key("topics"sv);
+    writeArray(w, data.topics, writeTopic);
+    w.key("topicsByAI"sv);
+    w.boolean(data.topicsByAI);
+    w.key("version"sv);
+    w.integer(data.version);
+    w.key("windows"sv);
+    writeArray(w, data.windows, writeWindow);
+    w.ch('}');
+    return std::move(w.out);
+}
+
+} // namespace LibraryCodec

@@ -1,0 +1,55 @@
+#include "CliCommand.h"
+#include "SummaryCommand.h"
+
+#include <QCoreApplication>
+
+#include <algorithm>
+#include <vector>
+
+namespace {
+
+const std::vector<CliCommand> &commands()
+{
+    static const std::vector<CliCommand> table = {
+        {QStringLiteral("summary"), QStringLiteral("zeigt, was die Bibliothek enthält"),
+         runSummaryCommand},
+    };
+    return table;
+}
+
+int overview(QTextStream &to)
+{
+    to << "Aufruf: pellmora-cli BEFEHL [ARGUMENTE]\n\nBefehle:\n";
+    for (const CliCommand &command : commands())
+        to << "  " << command.name.leftJustified(10) << command.synopsis << '\n';
+    to << "\n\"pellmora-cli BEFEHL --help\" zeigt die Argumente eines Befehls.\n";
+    to.flush();
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    QCoreApplication app(argc, argv);
+    QCoreApplication::setOrganizationName(QStringLiteral("Pellmora"));
+    QCoreApplication::setApplicationName(QStringLiteral("Pellmora"));
+
+    QStringList args = app.arguments().mid(1);
+    const QString name = args.isEmpty() ? QStringLiteral("summary") : args.takeFirst();
+    if (name == u"--help" || name == u"-h" || name == u"help")
+        return overview(Cli::out());
+
+    const auto &table = commands();
+    const auto it = std::find_if(table.begin(), table.end(),
+                                 [&](const CliCommand &c) { return c.name == name; });
+    if (it == table.end()) {
+        Cli::err() << "Unbekannter Befehl: " << name << '\n';
+        overview(Cli::err());
+        return 2;
+    }
+    const int status = it->run(args);
+    Cli::out().flush();
+    Cli::err().flush();
+    return status;
+}

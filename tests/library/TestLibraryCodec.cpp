@@ -1,0 +1,316 @@
+#include "LibraryCodec.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTest>
+
+#include <limits>
+
+namespace {
+
+const QDateTime kNow(QDate(2026, 11, 16), QTime(19, 31, 5), Qt::UTC);
+const QString kId = QStringLiteral("6F1C2D3E-4A5B-4C6D-8E9F-0A1B2C3D4E5F");
+const QString kWin = QStringLiteral("11111111-2222-4333-8444-555555555555");
+
+QByteArray tabJson(const QByteArray &fields)
+{
+    return "{\"tabs\":[{\"id\":\"" + kId.toLatin1() + "\",\"url\":\"https://a.ch/x\"" + fields
+           + "}]}";
+}
+
+SavedTab fullTab()
+{
+    SavedTab t;
+    t.id = QUuid::fromString(kId);
+    t.url = QStringLiteral("https://www.example.org/a/b?q=1&r=\"2\"");
+    t.title = QStringLiteral("Grüezi «Welt» 👋🏽 e\u0301\t\\ </script>");
+    t.domain = QStringLiteral("example.org");
+    t.savedAt = kNow;
+    t.windowId = QUuid::fromString(kWin);
+    t.windowIndex = 2;
+    t.tabIndex = 7;
+    t.text = QStringLiteral("Zeile 1\nZeile 2\r\n\x01 Ende / 🧭");
+    t.summary = QStringLiteral("Eine Zusammenfassung.");
+    t.topicId = QUuid::fromString(kWin);
+    t.note = QStringLiteral("Notiz");
+    t.reminderAt = kNow.addDays(3);
+    t.projectTags = {QStringLiteral("Haus")};
+    t.tags = {QStringLiteral("a"), QStringLiteral("b")};
+    t.readAt = kNow.addSecs(-60);
+    t.isDemo = true;
+    return t;
+}
+
+LibraryData fullLibrary()
+{
+    LibraryData d;
+    d.tabs = {fullTab()};
+    SavedTab bare;
+    bare.id = QUuid::createUuid();
+    bare.url = QStringLiteral("about:blank");
+    bare.savedAt = kNow;
+    bare.windowId = QUuid::createUuid();
+    d.tabs.append(bare);
+    d.windows = {SavedWindow{QUuid::fromString(kWin), kNow, QStringLiteral("Fenster 1 · 16.11. 20:31"),
+                             {d.tabs[0].id, bare.id}}};
+    d.topics = {Topic{QUuid::createUuid(), QStringLiteral("Reisen & Hotels"), QStringLiteral("gelb"),
+                      {d.tabs[0].id}, false}};
+    d.context = UserContext{{QStringLiteral("/home/u/Projekt")}, QStringLiteral("frei"), 3, 7};
+    d.hints = {Hint{QUuid::createUuid(), bare.id, QStringLiteral("passt"), kNow, true}};
+    d.embeddings.insert(idText(d.tabs[0].id), {0.1f, -1.5e-7f, 3.4028235e38f, 0.0f, 1.0f / 3.0f});
+    d.embeddings.insert(idText(bare.id), {});
+    d.embedderKind = QStringLiteral("none-0+bow256");
+    d.topicsByAI = true;
+    d.lastHintDay = QStringLiteral("2026-11-16");
+    return d;
+}
+
+} // namespace
+
+class TestLibraryCodec : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void emptyObjectIsNewLibrary()
+    {
+        const auto d = LibraryCodec::decode("{}", kNow);
+        QVERIFY(d.ok());
+        QCOMPARE(*d, LibraryData{});
+        QCOMPARE(d->version, 1);
+        QCOMPARE(d->context.hintsPerDay, 2);
+        QCOMPARE(d->context.hintHour, 9);
+    }
+
+    void minimalTabGetsDefaults()
+    {
+        const QByteArray json = "{\"tabs\":[{\"id\":\"" + kId.toLower().toLatin1()
+                                + "\",\"url\":\"https:\\/\\/WWW.Example.ORG\\/Pfad\"}]}";
+        const auto d = LibraryCodec::decode(json, kNow);
+        QVERIFY2(d.ok(), qPrintable(d.error()));
+        const SavedTab &t = d->tabs.at(0);
+        QCOMPARE(t.id, QUuid::fromString(kId));
+        QCOMPARE(t.url, QStringLiteral("https://WWW.Example.ORG/Pfad"));
+        QCOMPARE(t.domain, QStringLiteral("example.org"));
+        QCOMPARE(t.title, QString());
+        QCOMPARE(t.windowIndex, 0);
+        QCOMPARE(t.tabIndex, 0);
+        QCOMPARE(t.savedAt, kNow);
+        QVERIFY(!t.windowId.isNull());
+        QVERIFY(!t.topicId && !t.reminderAt && !t.readAt);
+        QVERIFY(t.tags.isEmpty() && t.projectTags.isEmpty());
+        QVERIFY(!t.isDemo);
+    }
+
+    void accepted_data()
+    {
+        QTest::addColumn<QByteArray>("json");
+        QTest::newRow("null optional tab keys")
+            << tabJson(",\"topicId\":null,\"title\":null,\"reminderAt\":null,\"tags\":null");
+        QTest::newRow("null root keys") << QByteArray(
+            "{\"tabs\":null,\"context\":null,\"lastHintDay\":null,\"version\":null}");
+        QTest::newRow("unknown keys of every type")
+            << QByteArray("{\"x\":{\"a\":[1,2.5e3,{\"b\":null}],\"c\":\"\\u00e4\\/\"},\"y\":true,"
+                          "\"tabs\":[],\"z\":-0.5}");
+        QTest::newRow("whitespace everywhere") << QByteArray(" \n{ \"tabs\" :\t[ ] ,\r\n\"version\" : 1 } \n");
+        QTest::newRow("integral float for an integer") << tabJson(",\"tabIndex\":3.0");
+        QTest::newRow("offset date") << tabJson(",\"savedAt\":\"2026-11-16T21:31:05+02:00\"");
+        QTest::newRow("surrogate pair escape") << tabJson(",\"title\":\"\\ud83d\\ude00\"");
+        QTest::newRow("context complete")
+            << QByteArray("{\"context\":{\"folderPaths\":[],\"freeText\":\"\",\"hintsPerDay\":0,"
+                          "\"hintHour\":5}}");
+    }
+
+    void accepted()
+    {
+        QFETCH(QByteArray, json);
+        const auto d = LibraryCodec::decode(json, kNow);
+        QVERIFY2(d.ok(), qPrintable(d.error()));
+    }
+
+    void offsetDateIsSameInstant()
+    {
+        const auto d = LibraryCodec::decode(tabJson(",\"savedAt\":\"2026-11-16T21:31:05+02:00\""), kNow);
+        QVERIFY(d.ok());
+        QCOMPARE(d->tabs.at(0).savedAt, kNow);
+    }
+
+    void rejected_data()
+    {
+        QTest::addColumn<QByteArray>("json");
+        QTest::newRow("not json") << QByteArray("Hallo");
+        QTest::newRow("empty") << QByteArray("");
+        QTest::newRow("array root") << QByteArray("[]");
+        QTest::newRow("trailing garbage") << QByteArray("{} x");
+        QTest::newRow("two objects") << QByteArray("{}{}");
+        QTest::newRow("trailing comma") << QByteArray("{\"tabs\":[],}");
+        QTest::newRow("unterminated") << QByteArray("{\"tabs\":[");
+        QTest::newRow("tab without url") << QByteArray("{\"tabs\":[{\"id\":\"" + kId.toLatin1() + "\"}]}");
+        QTest::newRow("tab without id") << QByteArray("{\"tabs\":[{\"url\":\"x\"}]}");
+        QTest::newRow("null id") << QByteArray("{\"tabs\":[{\"id\":null,\"url\":\"x\"}]}");
+        QTest::newRow("uuid in braces")
+            << QByteArray("{\"tabs\":[{\"id\":\"{" + kId.toLatin1() + "}\",\"url\":\"x\"}]}");
+        QTest::newRow("uuid not hex")
+            << QByteArray("{\"tabs\":[{\"id\":\"ZF1C2D3E-4A5B-4C6D-8E9F-0A1B2C3D4E5F\",\"url\":\"x\"}]}");
+        QTest::newRow("fractional seconds") << tabJson(",\"savedAt\":\"2026-11-16T19:31:05.250Z\"");
+        QTest::newRow("date without zone") << tabJson(",\"savedAt\":\"2026-11-16T19:31:05\"");
+        QTest::newRow("impossible date") << tabJson(",\"savedAt\":\"2026-02-30T19:31:05Z\"");
+        QTest::newRow("date as number") << tabJson(",\"savedAt\":1763321465");
+        QTest::newRow("string for integer") << tabJson(",\"tabIndex\":\"3\"");
+        QTest::newRow("fractional integer") << tabJson(",\"tabIndex\":2.5");
+        QTest::newRow("integer overflow") << tabJson(",\"tabIndex\":99999999999999999999");
+        QTest::newRow("number for bool") << tabJson(",\"isDemo\":1");
+        QTest::newRow("string in tags") << tabJson(",\"tags\":[\"a\",1]");
+        QTest::newRow("leading zero") << tabJson(",\"tabIndex\":01");
+        QTest::newRow("plus sign") << tabJson(",\"tabIndex\":+1");
+        QTest::newRow("context without hintHour")
+            << QByteArray("{\"context\":{\"folderPaths\":[],\"freeText\":\"\",\"hintsPerDay\":2}}");
+        QTest::newRow("topic without isUnsorted") << QByteArray(
+            "{\"topics\":[{\"id\":\"" + kId.toLatin1() + "\",\"name\":\"n\",\"color\":\"gelb\",\"tabIds\":[]}]}");
+        QTest::newRow("hint without dismissed") << QByteArray(
+            "{\"hints\":[{\"id\":\"" + kId.toLatin1() + "\",\"tabId\":\"" + kId.toLatin1()
+            + "\",\"reason\":\"r\",\"createdAt\":\"2026-11-16T19:31:05Z\"}]}");
+        QTest::newRow("window with null title") << QByteArray(
+            "{\"windows\":[{\"id\":\"" + kId.toLatin1()
+            + "\",\"savedAt\":\"2026-11-16T19:31:05Z\",\"title\":null,\"tabIds\":[]}]}");
+        QTest::newRow("vector with string") << QByteArray("{\"embeddings\":{\"a\":[1,\"2\"]}}");
+        QTest::newRow("vector overflow") << QByteArray("{\"embeddings\":{\"a\":[1e50]}}");
+        QTest::newRow("invalid utf8") << tabJson(",\"title\":\"\xC3\x28\"");
+        QTest::newRow("overlong utf8") << tabJson(",\"title\":\"\xC0\xAF\"");
+        QTest::newRow("utf8 surrogate") << tabJson(",\"title\":\"\xED\xA0\x80\"");
+        QTest::newRow("lone high surrogate escape") << tabJson(",\"title\":\"\\ud83d x\"");
+        QTest::newRow("lone low surrogate escape") << tabJson(",\"title\":\"\\ude00\"");
+        QTest::newRow("raw control char") << tabJson(",\"title\":\"a\tb\"");
+        QTest::newRow("bad escape") << tabJson(",\"title\":\"\\x\"");
+        QTest::newRow("deep nesting") << QByteArray("{\"x\":" + QByteArray(5000, '[') + QByteArray(5000, ']') + "}");
+    }
+
+    void rejected()
+    {
+        QFETCH(QByteArray, json);
+        const auto d = LibraryCodec::decode(json, kNow);
+        QVERIFY(!d.ok());
+        QVERIFY(!d.error().isEmpty());
+    }
+
+    void roundTrip()
+    {
+        const LibraryData original = fullLibrary();
+        const auto bytes = LibraryCodec::encode(original);
+        QVERIFY(bytes.ok());
+        const auto back = LibraryCodec::decode(*bytes, kNow.addDays(1));
+        QVERIFY2(back.ok(), qPrintable(back.error()));
+        QCOMPARE(*back, original);
+        // Stable: writing again gives the same bytes.
+        QCOMPARE(*LibraryCodec::encode(*back), *bytes);
+    }
+
+    void floatsReadBackExactly_data()
+    {
+        QTest::addColumn<float>("value");
+        QTest::newRow("one third") << 1.0f / 3.0f;
+        QTest::newRow("needs nine digits") << 0.100000001f;
+        QTest::newRow("tiny") << 1.17549435e-38f;
+        QTest::newRow("denormal") << 1.4e-45f;
+        QTest::newRow("max") << 3.40282347e38f;
+        QTest::newRow("negative") << -0.7746f;
+    }
+
+    void floatsReadBackExactly()
+    {
+        QFETCH(float, value);
+        LibraryData d;
+        d.embeddings.insert(QStringLiteral("k"), {value});
+        const auto back = LibraryCodec::decode(*LibraryCodec::encode(d), kNow);
+        QVERIFY(back.ok());
+        QCOMPARE(back->embeddings.value(QStringLiteral("k")).at(0), value);
+    }
+
+    void nonFiniteVectorFailsTheSave()
+    {
+        LibraryData d;
+        d.embeddings.insert(QStringLiteral("k"), {1.0f, std::numeric_limits<float>::quiet_NaN()});
+        QVERIFY(!LibraryCodec::encode(d).ok());
+        d.embeddings.insert(QStringLiteral("k"), {std::numeric_limits<float>::infinity()});
+        QVERIFY(!LibraryCodec::encode(d).ok());
+    }
+
+    void writtenForm()
+    {
+        LibraryData d = fullLibrary();
+        const QByteArray bytes = *LibraryCodec::encode(d);
+        QVERIFY(!bytes.contains('\n'));
+        QVERIFY(!bytes.contains(": "));
+        QVERIFY(bytes.contains("https:\\/\\/www.example.org\\/a\\/b?q=1&r=\\\"2\\\""));
+        QVERIFY(bytes.contains("\"savedAt\":\"2026-11-16T19:31:05Z\""));
+        QVERIFY(bytes.contains("\"id\":\"" + kId.toLatin1() + "\""));
+        QVERIFY(bytes.contains("\\u0001"));
+        QVERIFY(bytes.contains("Gr\xC3\xBC" "ezi")); // raw UTF-8, not \u escapes
+        // A second, independent reader agrees.
+        QJsonParseError error;
+        const QJsonDocument doc = QJsonDocument::fromJson(bytes, &error);
+        QCOMPARE(error.error, QJsonParseError::NoError);
+        QCOMPARE(doc.object().value(u"tabs").toArray().at(0).toObject().value(u"url").toString(),
+                 d.tabs.at(0).url);
+    }
+
+    void optionalKeysLeftOut()
+    {
+        LibraryData d;
+        SavedTab t;
+        t.id = QUuid::fromString(kId);
+        t.url = QStringLiteral("u");
+        t.savedAt = kNow;
+        t.windowId = QUuid::fromString(kWin);
+        d.tabs = {t};
+        const QByteArray bytes = *LibraryCodec::encode(d);
+        for (const char *key : {"topicId", "reminderAt", "readAt", "lastHintDay"})
+            QVERIFY2(!bytes.contains(key), key);
+        for (const char *key : {"\"text\":\"\"", "\"tags\":[]", "\"note\":\"\"", "\"hints\":[]"})
+            QVERIFY2(bytes.contains(key), key);
+        QVERIFY(!LibraryCodec::decode(bytes, kNow)->tabs.at(0).topicId);
+    }
+
+    void keysSortedAtEveryLevel()
+    {
+        const QByteArray bytes = *LibraryCodec::encode(fullLibrary());
+        // Walk the text and check that the keys of each object ascend.
+        QList<QByteArray> last; // last key per open object
+        QList<char> stack;
+        bool inString = false;
+        qsizetype start = 0;
+        for (qsizetype i = 0; i < bytes.size(); ++i) {
+            const char c = bytes.at(i);
+            if (inString) {
+                if (c == '\\') {
+                    ++i;
+                } else if (c == '"') {
+                    inString = false;
+                    const bool isKey = i + 1 < bytes.size() && bytes.at(i + 1) == ':'
+                                       && !stack.isEmpty() && stack.last() == '{';
+                    if (isKey) {
+                        const QByteArray key = bytes.mid(start, i - start);
+                        QVERIFY2(last.last() < key, key.constData());
+                        last.last() = key;
+                    }
+                }
+                continue;
+            }
+            if (c == '"') {
+                inString = true;
+                start = i + 1;
+            } else if (c == '{' || c == '[') {
+                stack.append(c);
+                last.append(QByteArray());
+            } else if (c == '}' || c == ']') {
+                stack.removeLast();
+                last.removeLast();
+            }
+        }
+        QVERIFY(stack.isEmpty());
+    }
+};
+
+QTEST_GUILESS_MAIN(TestLibraryCodec)
+#include "TestLibraryCodec.moc"
