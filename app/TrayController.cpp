@@ -1,0 +1,146 @@
+#include "TrayController.h"
+
+#include <QGuiApplication>
+#include <QLoggingCategory>
+#include <QMenu>
+#include <QQuickItem>
+#include <QQuickView>
+#include <QScreen>
+#include <QSystemTrayIcon>
+
+#include "MoonIcon.h"
+#include "PopoverPlacement.h"
+#include "QmlModule.h"
+
+Q_LOGGING_CATEGORY(lcTray, "pellmora.tray")
+
+TrayController::TrayController(QQmlEngine *engine, QObject *parent)
+    : QObject(parent), m_engine(engine), m_tray(new QSystemTrayIcon(this)), m_menu(new QMenu)
+{
+    m_tray->setIcon(MoonIcon::icon());
+    m_tray->setToolTip(QStringLiteral("Pellmora"));
+
+    m_menu->addAction(QStringLiteral("Bibliothek öffnen"), this,
+                      &TrayController::openLibraryRequested);
+    m_menu->addAction(QStringLiteral("Frag deine Tabs"), this, &TrayController::openChatRequested);
+    m_menu->addAction(QStringLiteral("Mein Kontext"), this, &TrayController::openContextRequested);
+    m_menu->addAction(QStringLiteral("Einstellungen …"), this,
+                      &TrayController::openSettingsRequested);
+    m_menu->addSeparator();
+    QAction *quit = m_menu->addAction(QStringLiteral("Pellmora beenden"), this,
+                                      &TrayController::quitRequested);
+    quit->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q));
+    m_tray->setContextMenu(m_menu);
+
+    connect(m_tray, &QSystemTrayIcon::activated, this,
+            [this](QSystemTrayIcon::ActivationReason reason) {
+                if (reason == QSystemTrayIcon::Trigger)
+                    togglePopover();
+            });
+}
+
+TrayController::~TrayController()
+{
+    delete m_popover.data();
+    delete m_menu;
+}
+
+void TrayController::show()
+{
+    if (!QSystemTrayIcon::isSystemTrayAvailable())
+        qCWarning(lcTray) << "no system tray; the windows stay reachable from the launcher";
+    m_tray->show();
+}
+
+void TrayController::setBadgeCount(int count)
+{
+    count = std::max(0, count);
+    if (count == m_badgeCount)
+        return;
+    m_badgeCount = count;
+    m_tray->setIcon(MoonIcon::icon(count));
+}
+
+void TrayController::setToolTip(const QString &text)
+{
+    m_tray->setToolTip(text);
+}
+
+QString TrayController::toolTip() const
+{
+    return m_tray->toolTip();
+}
+
+bool TrayController::isPopoverVisible() const
+{
+    return m_popover && m_popover->isVisible();
+}
+
+QQuickView *TrayController::popover() const
+{
+    return m_popover.data();
+}
+
+void TrayController::togglePopover()
+{
+    if (isPopoverVisible())
+        hidePopover();
+    else
+        showPopover();
+}
+
+void TrayController::hidePopover()
+{
+    if (m_popover)
+        m_popover->hide();
+}
+
+void TrayController::ensurePopover()
+{
+    if (m_popover)
+        return;
+    auto *view = new QQuickView(m_engine, nullptr);
+    view->setFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint);
+    view->setColor(Qt::white);
+    view->setResizeMode(QQuickView::SizeRootObjectToView);
+    view->setSource(QmlModule::viewUrl(QStringLiteral("PopoverView.qml")));
+    if (view->status() != QQuickView::Ready || !view->rootObject()) {
+        for (const QQmlError &error : view->errors())
+            qCWarning(lcTray) << error.toString();
+        delete view;
+        return;
+    }
+    // Fixed width, height from the content, which changes with the run's stage.
+    const auto fit = [view] {
+        const int h = std::max(1, qCeil(view->rootObject()->implicitHeight()));
+        view->resize(kPopoverWidth, h);
+    };
+    fit();
+    connect(view->rootObject(), &QQuickItem::implicitHeightChanged, view, fit);
+    // Transient: a click elsewhere takes the focus and closes it.
+    connect(view, &QWindow::activeChanged, view, [view] {
+        if (!view->isActive())
+            view->hide();
+    });
+    m_popover = view;
+}
+
+void TrayController::showPopover()
+{
+    ensurePopover();
+    if (!m_popover)
+        return;
+    emit popoverAboutToShow();
+    const QRect tray = m_tray->geometry();
+    QScreen *screen = tray.isValid() ? QGuiApplication::screenAt(tray.center()) : nullptr;
+    if (!screen)
+        screen = QGuiApplication::primaryScreen();
+    if (screen) {
+        m_popover->setScreen(screen);
+        m_popover->setPosition(
+            PopoverPlacement::position(tray, screen->availableGeometry(), m_popover->size()));
+    }
+    m_popover->show();
+    m_popover->raise();
+    m_popover->requestActivate();
+}

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <QObject>
+#include <QPointer>
+#include <QString>
+
+class QMenu;
+class QQmlEngine;
+class QQuickView;
+class QSystemTrayIcon;
+
+// The moon in the system tray: a left click toggles the popover, a right
+// click opens the short menu. Title and tooltip texts come from the owner.
+class TrayController : public QObject
+{
+    Q_OBJECT
+
+public:
+    static constexpr int kPopoverWidth = 420;
+
+    explicit TrayController(QQmlEngine *engine, QObject *parent = nullptr);
+    ~TrayController() override;
+
+    void show();
+
+    // Tray panels have no room for a title; a non-zero count is drawn on the
+    // moon and the title goes into the tooltip's first line instead.
+    void setBadgeCount(int count);
+    void setToolTip(const QString &text);
+    QString toolTip() const;
+    int badgeCount() const { return m_badgeCount; }
+
+    bool isPopoverVisible() const;
+    void togglePopover();
+    void hidePopover();
+    QQuickView *popover() const;
+    QMenu *contextMenu() const { return m_menu; }
+
+signals:
+    // Sent just before the popover opens, so the owner can refresh live counts.
+    void popoverAboutToShow();
+    void openLibraryRequested();
+    void openChatRequested();
+    void openContextRequested();
+    void openSettingsRequested();
+    void quitRequested();
+
+private:
+    void ensurePopover();
+    void showPopover();
+
+    QQmlEngine *m_engine;
+    QSystemTrayIcon *m_tray;
+    QMenu *m_menu;
+    QPointer<QQuickView> m_popover;
+    int m_badgeCount = 0;
+};

@@ -1,0 +1,164 @@
+#include "WindowManager.h"
+
+#include <QGuiApplication>
+#include <QLoggingCategory>
+#include <QQmlEngine>
+#include <QQuickItem>
+#include <QQuickView>
+#include <QScreen>
+#include <QSettings>
+
+#include "QmlModule.h"
+
+Q_LOGGING_CATEGORY(lcWindows, "pellmora.windows")
+
+WindowManager::WindowManager(QQmlEngine *engine, QSettings *settings, QObject *parent)
+    : QObject(parent), m_engine(engine), m_settings(settings)
+{
+    Q_ASSERT(engine && settings);
+}
+
+WindowManager::~WindowManager()
+{
+    for (const QPointer<QQuickView> &view : std::as_const(m_windows))
+        delete view.data();
+}
+
+const QList<WindowSpec> &WindowManager::specs()
+{
+    static const QList<WindowSpec> list = {
+        {QStringLiteral("library"), QStringLiteral("Pellmora · Bibliothek"),
+         QStringLiteral("LibraryView.qml"), QSize(1180, 720), QSize(1040, 640),
+         QStringLiteral("Pellmora.library")},
+        {QStringLiteral("chat"), QStringLiteral("Pellmora · Frag deine Tabs"),
+         QStringLiteral("ChatView.qml"), QSize(820, 680), QSize(720, 560),
+         QStringLiteral("Pellmora.chat")},
+        {QStringLiteral("context"), QStringLiteral("Mein Kontext"),
+         QStringLiteral("ContextView.qml"), QSize(), QSize(), QStringLiteral("Pellmora.context")},
+        {QStringLiteral("settings"), QStringLiteral("Pellmora · Einstellungen"),
+         QStringLiteral("SettingsView.qml"), QSize(), QSize(),
+         QStringLiteral("Pellmora.settings")},
+    };
+    return list;
+}
+
+const WindowSpec *WindowManager::specFor(const QString &key)
+{
+    for (const WindowSpec &spec : specs()) {
+        if (spec.key == key)
+            return &spec;
+    }
+    return nullptr;
+}
+
+void WindowManager::showLibrary()
+{
+    show(QStringLiteral("library"));
+}
+
+void WindowManager::showChat(const QString &question)
+{
+    if (show(QStringLiteral("chat")) && !question.isEmpty())
+        emit chatQuestionAsked(question);
+}
+
+void WindowManager::showContext()
+{
+    show(QStringLiteral("context"));
+}
+
+void WindowManager::showSettings()
+{
+    show(QStringLiteral("settings"));
+}
+
+QQuickView *WindowManager::window(const QString &key) const
+{
+    return m_windows.value(key).data();
+}
+
+QQuickView *WindowManager::show(const QString &key)
+{
+    QQuickView *view = window(key);
+    if (!view) {
+        const WindowSpec *spec = specFor(key);
+        if (!spec)
+            return nullptr;
+        view = create(*spec);
+        if (!view)
+            return nullptr;
+        m_windows.insert(key, view);
+    }
+    view->show();
+    view->raise();
+    view->requestActivate();
+    return view;
+}
+
+QQuickView *WindowManager::create(const WindowSpec &spec)
+{
+    auto *view = new QQuickView(m_engine, nullptr);
+    view->setTitle(spec.title);
+    view->setColor(Qt::white);
+    view->setResizeMode(spec.sizedByContent() ? QQuickView::SizeViewToRootObject
+                                              : QQuickView::SizeRootObjectToView);
+    view->setSource(QmlModule::viewUrl(spec.view));
+    if (view->status() != QQuickView::Ready || !view->rootObject()) {
+        for (const QQmlError &error : view->errors())
+            qCWarning(lcWindows) << error.toString();
+        delete view;
+        return nullptr;
+    }
+
+    if (spec.sizedByContent()) {
+        const QQuickItem *root = view->rootObject();
+        const QSize content(qCeil(root->implicitWidth()), qCeil(root->implicitHeight()));
+        view->resize(content);
+        view->setMinimumSize(content);
+        view->setMaximumSize(content);
+    } else {
+        view->resize(spec.size);
+        view->setMinimumSize(spec.minimumSize);
+    }
+    restoreFrame(view, spec);
+
+    const QString frameName = spec.frameName;
+    const auto save = [this, view, frameName] { saveFrame(view, frameName); };
+    connect(view, &QWindow::xChanged, this, save);
+    connect(view, &QWindow::yChanged, this, save);
+    connect(view, &QWindow::widthChanged, this, save);
+    connect(view, &QWindow::heightChanged, this, save);
+    return view;
+}
+
+void WindowManager::restoreFrame(QQuickView *view, const WindowSpec &spec)
+{
+    const QRect saved = m_settings->value(spec.frameName).toRect();
+    const bool onAScreen = std::any_of(
+        QGuiApplication::screens().cbegin(), QGuiApplication::screens().cend(),
+        [&](const QScreen *screen) { return screen->geometry().intersects(saved); });
+    if (saved.isValid() && onAScreen) {
+        // A content-sized window keeps its own size; only its place is remembered.
+        const QSize size = spec.sizedByContent()
+            ? view->size()
+            : saved.size().expandedTo(view->minimumSize());
+        view->setGeometry(QRect(saved.topLeft(), size));
+        return;
+    }
+    const QScreen *screen = QGuiApplication::primaryScreen();
+    if (!screen)
+        return;
+    const QRect area = screen->availableGeometry();
+    QRect frame(QPoint(), view->size());
+    frame.moveCenter(area.center());
+    frame.moveTopLeft(QPoint(std::max(frame.left(), area.left()), std::max(frame.top(), area.top())));
+    view->setGeometry(frame);
+}
+
+void WindowManager::saveFrame(QQuickView *view, const QString &frameName)
+{
+    // Geometry changes before the first show are our own placement.
+    if (!view->isVisible())
+        return;
+    m_settings->setValue(frameName, view->geometry());
+}

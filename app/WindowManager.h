@@ -1,0 +1,53 @@
+#pragma once
+
+#include <QHash>
+#include <QList>
+#include <QObject>
+#include <QPointer>
+#include <QString>
+
+#include "WindowSpec.h"
+
+class QQmlEngine;
+class QQuickView;
+class QSettings;
+
+// Opens the four windows, each at most once: created on first request, only
+// hidden when closed, raised again on every later request. Frames are kept in
+// the settings under each window's frame name.
+class WindowManager : public QObject
+{
+    Q_OBJECT
+
+public:
+    // Neither the engine nor the settings are owned; both must outlive this.
+    WindowManager(QQmlEngine *engine, QSettings *settings, QObject *parent = nullptr);
+    ~WindowManager() override;
+
+    static const QList<WindowSpec> &specs();
+    static const WindowSpec *specFor(const QString &key);
+
+    Q_INVOKABLE void showLibrary();
+    Q_INVOKABLE void showChat(const QString &question = {});
+    Q_INVOKABLE void showContext();
+    Q_INVOKABLE void showSettings();
+
+    // The window for a key, creating and showing it; nullptr for an unknown
+    // key or a view that failed to load.
+    QQuickView *show(const QString &key);
+    // The window for a key if it was created, else nullptr.
+    QQuickView *window(const QString &key) const;
+
+signals:
+    // A non-empty question for the chat, sent after the chat window is in front.
+    void chatQuestionAsked(const QString &question);
+
+private:
+    QQuickView *create(const WindowSpec &spec);
+    void restoreFrame(QQuickView *view, const WindowSpec &spec);
+    void saveFrame(QQuickView *view, const QString &frameName);
+
+    QQmlEngine *m_engine;
+    QSettings *m_settings;
+    QHash<QString, QPointer<QQuickView>> m_windows;
+};

@@ -1,0 +1,6 @@
+import QtQuick
+import Pellmora
+
+ViewPlaceholder {
+    title: "Mein Kontext"
+}
