@@ -31,7 +31,7 @@ QImage render(int size)
     QPainter p(&image);
     p.setRenderHint(QPainter::Antialiasing);
     const QPainterPath path = crescent(size);
-    p.setPen(QPen(QColor(29, 29, 31), std::max(1.0, size / 16.0), Qt::SolidLine, Qt::RoundCap,
+    p.setPen(QPen(QColor(29, 29, 31), std::max(1.6, size / 14.0), Qt::SolidLine, Qt::RoundCap,
                   Qt::RoundJoin));
     p.setBrush(QColor(250, 236, 180));
     p.drawPath(path);

@@ -20,8 +20,12 @@ WindowManager::WindowManager(QQmlEngine *engine, QSettings *settings, QObject *p
 
 WindowManager::~WindowManager()
 {
-    for (const QPointer<QQuickView> &view : std::as_const(m_windows))
-        delete view.data();
+    for (auto it = m_windows.cbegin(); it != m_windows.cend(); ++it) {
+        if (QQuickView *view = it.value().data()) {
+            saveFrame(view, specFor(it.key())->frameName);
+            delete view;
+        }
+    }
 }
 
 const QList<WindowSpec> &WindowManager::specs()
@@ -157,8 +161,5 @@ void WindowManager::restoreFrame(QQuickView *view, const WindowSpec &spec)
 
 void WindowManager::saveFrame(QQuickView *view, const QString &frameName)
 {
-    // Geometry changes before the first show are our own placement.
-    if (!view->isVisible())
-        return;
     m_settings->setValue(frameName, view->geometry());
 }

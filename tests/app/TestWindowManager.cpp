@@ -1,0 +1,246 @@
+#include <QGuiApplication>
+#include <QQmlEngine>
+#include <QQuickItem>
+#include <QQuickView>
+#include <QScreen>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <memory>
+
+#include "QmlModule.h"
+#include "WindowManager.h"
+
+class TestWindowManager : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+    void windowTable_data();
+    void windowTable();
+    void oneWindowPerKey_data();
+    void oneWindowPerKey();
+    void closedWindowComesBack();
+    void unknownKey();
+    void showChatForwardsQuestion_data();
+    void showChatForwardsQuestion();
+    void frameRememberedAcrossRestart();
+    void contentSizedWindowKeepsItsSize();
+    void centredWithoutSavedFrame();
+    void offScreenFrameIsIgnored();
+
+private:
+    std::unique_ptr<WindowManager> makeManager();
+
+    std::unique_ptr<QTemporaryDir> m_dir;
+    std::unique_ptr<QSettings> m_settings;
+    std::unique_ptr<QQmlEngine> m_engine;
+};
+
+void TestWindowManager::init()
+{
+    m_dir = std::make_unique<QTemporaryDir>();
+    QVERIFY(m_dir->isValid());
+    m_settings = std::make_unique<QSettings>(m_dir->filePath(QStringLiteral("settings.ini")),
+                                             QSettings::IniFormat);
+    m_engine = std::make_unique<QQmlEngine>();
+    QmlModule::prepare(*m_engine);
+}
+
+void TestWindowManager::cleanup()
+{
+    m_engine.reset();
+    m_settings.reset();
+    m_dir.reset();
+}
+
+std::unique_ptr<WindowManager> TestWindowManager::makeManager()
+{
+    return std::make_unique<WindowManager>(m_engine.get(), m_settings.get());
+}
+
+void TestWindowManager::windowTable_data()
+{
+    QTest::addColumn<QString>("key");
+    QTest::addColumn<QString>("title");
+    QTest::addColumn<QSize>("size");
+    QTest::addColumn<QSize>("minimum");
+    QTest::addColumn<bool>("resizable");
+    QTest::newRow("library") << "library" << QStringLiteral("Pellmora · Bibliothek")
+                             << QSize(1180, 720) << QSize(1040, 640) << true;
+    QTest::newRow("chat") << "chat" << QStringLiteral("Pellmora · Frag deine Tabs")
+                          << QSize(820, 680) << QSize(720, 560) << true;
+    // Content-sized windows: size from the view, fixed.
+    QTest::newRow("context") << "context" << QStringLiteral("Mein Kontext") << QSize()
+                             << QSize() << false;
+    QTest::newRow("settings") << "settings" << QStringLiteral("Pellmora · Einstellungen")
+                              << QSize() << QSize() << false;
+}
+
+void TestWindowManager::windowTable()
+{
+    QFETCH(QString, key);
+    QFETCH(QString, title);
+    QFETCH(QSize, size);
+    QFETCH(QSize, minimum);
+    QFETCH(bool, resizable);
+
+    auto manager = makeManager();
+    QQuickView *view = manager->show(key);
+    QVERIFY(view);
+    QCOMPARE(view->title(), title);
+    QVERIFY(view->isVisible());
+    QCOMPARE(view->color(), QColor(Qt::white));
+    if (resizable) {
+        QCOMPARE(view->size(), size);
+        QCOMPARE(view->minimumSize(), minimum);
+        QVERIFY(view->maximumSize().width() > size.width());
+    } else {
+        const QQuickItem *root = view->rootObject();
+        const QSize content(qCeil(root->implicitWidth()), qCeil(root->implicitHeight()));
+        QVERIFY(!content.isEmpty());
+        QCOMPARE(view->size(), content);
+        QCOMPARE(view->minimumSize(), content);
+        QCOMPARE(view->maximumSize(), content);
+    }
+    QCOMPARE(WindowManager::specFor(key)->frameName, QStringLiteral("Pellmora.") + key);
+}
+
+void TestWindowManager::oneWindowPerKey_data()
+{
+    QTest::addColumn<QString>("key");
+    for (const WindowSpec &spec : WindowManager::specs())
+        QTest::newRow(qPrintable(spec.key)) << spec.key;
+}
+
+void TestWindowManager::oneWindowPerKey()
+{
+    QFETCH(QString, key);
+    auto manager = makeManager();
+    QCOMPARE(manager->window(key), nullptr);
+    QQuickView *first = manager->show(key);
+    QVERIFY(first);
+    QQuickView *second = manager->show(key);
+    QCOMPARE(second, first);
+    QCOMPARE(manager->window(key), first);
+    // The others stay unopened.
+    for (const WindowSpec &spec : WindowManager::specs()) {
+        if (spec.key != key)
+            QCOMPARE(manager->window(spec.key), nullptr);
+    }
+}
+
+void TestWindowManager::closedWindowComesBack()
+{
+    auto manager = makeManager();
+    manager->showChat();
+    QQuickView *chat = manager->window(QStringLiteral("chat"));
+    QVERIFY(chat);
+    chat->close();
+    QVERIFY(!chat->isVisible());
+    QCOMPARE(manager->window(QStringLiteral("chat")), chat);
+    manager->showChat();
+    QCOMPARE(manager->window(QStringLiteral("chat")), chat);
+    QVERIFY(chat->isVisible());
+}
+
+void TestWindowManager::unknownKey()
+{
+    auto manager = makeManager();
+    QCOMPARE(manager->show(QStringLiteral("about")), nullptr);
+    QCOMPARE(WindowManager::specFor(QStringLiteral("about")), nullptr);
+}
+
+void TestWindowManager::showChatForwardsQuestion_data()
+{
+    QTest::addColumn<QString>("question");
+    QTest::addColumn<int>("asked");
+    QTest::newRow("none") << QString() << 0;
+    QTest::newRow("empty") << QStringLiteral("") << 0;
+    QTest::newRow("question") << QStringLiteral("Was habe ich über Rust gelesen?") << 1;
+}
+
+void TestWindowManager::showChatForwardsQuestion()
+{
+    QFETCH(QString, question);
+    QFETCH(int, asked);
+    auto manager = makeManager();
+    QQuickView *shownWhenAsked = nullptr;
+    connect(manager.get(), &WindowManager::chatQuestionAsked, this, [&] {
+        shownWhenAsked = manager->window(QStringLiteral("chat"));
+    });
+    QSignalSpy spy(manager.get(), &WindowManager::chatQuestionAsked);
+    manager->showChat(question);
+    QVERIFY(manager->window(QStringLiteral("chat")));
+    QCOMPARE(spy.size(), asked);
+    if (asked) {
+        QCOMPARE(spy.first().first().toString(), question);
+        QVERIFY(shownWhenAsked && shownWhenAsked->isVisible());
+    }
+}
+
+void TestWindowManager::frameRememberedAcrossRestart()
+{
+    const QRect frame(40, 30, 1100, 700);
+    {
+        auto manager = makeManager();
+        QQuickView *view = manager->show(QStringLiteral("library"));
+        QVERIFY(view);
+        view->setGeometry(frame);
+        QCOMPARE(view->geometry(), frame);
+        // Saved while running, not only at the end.
+        QTRY_COMPARE(m_settings->value(QStringLiteral("Pellmora.library")).toRect(), frame);
+    }
+    m_settings->sync();
+    QCOMPARE(m_settings->value(QStringLiteral("Pellmora.library")).toRect(), frame);
+
+    auto manager = makeManager();
+    QQuickView *view = manager->show(QStringLiteral("library"));
+    QVERIFY(view);
+    QCOMPARE(view->geometry(), frame);
+    // Another window's frame is not affected.
+    QQuickView *chat = manager->show(QStringLiteral("chat"));
+    QCOMPARE(chat->size(), QSize(820, 680));
+}
+
+void TestWindowManager::contentSizedWindowKeepsItsSize()
+{
+    // A stale frame from an older layout must not resize a fixed window.
+    m_settings->setValue(QStringLiteral("Pellmora.settings"), QRect(20, 25, 999, 888));
+    auto manager = makeManager();
+    QQuickView *view = manager->show(QStringLiteral("settings"));
+    QVERIFY(view);
+    QCOMPARE(view->position(), QPoint(20, 25));
+    QCOMPARE(view->size(), view->minimumSize());
+    QVERIFY(view->size() != QSize(999, 888));
+}
+
+void TestWindowManager::centredWithoutSavedFrame()
+{
+    auto manager = makeManager();
+    QQuickView *view = manager->show(QStringLiteral("context"));
+    QVERIFY(view);
+    const QRect area = QGuiApplication::primaryScreen()->availableGeometry();
+    if (view->width() > area.width() || view->height() > area.height())
+        QSKIP("the test screen is smaller than the window");
+    QVERIFY(qAbs(view->geometry().center().x() - area.center().x()) <= 1);
+    QVERIFY(qAbs(view->geometry().center().y() - area.center().y()) <= 1);
+}
+
+void TestWindowManager::offScreenFrameIsIgnored()
+{
+    m_settings->setValue(QStringLiteral("Pellmora.chat"), QRect(-20000, -20000, 800, 600));
+    auto manager = makeManager();
+    QQuickView *view = manager->show(QStringLiteral("chat"));
+    QVERIFY(view);
+    const QRect area = QGuiApplication::primaryScreen()->availableGeometry();
+    QVERIFY(area.intersects(view->geometry()));
+    QCOMPARE(view->size(), QSize(820, 680));
+}
+
+QTEST_MAIN(TestWindowManager)
+#include "TestWindowManager.moc"
