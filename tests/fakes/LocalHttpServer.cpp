@@ -10,6 +10,8 @@
 
 #include <algorithm>
 
+#include <sys/socket.h>
+
 namespace {
 
 struct Connection
@@ -65,6 +67,24 @@ QByteArray serialise(const LocalHttpServer::Response &response)
     return out;
 }
 
+// Sends FIN once the answer is out but keeps reading until the client closes:
+// closing with unread bytes would make the kernel send a reset, and a client
+// may then drop an answer it already received and send the request again.
+void closeAfterWriting(QTcpSocket *socket)
+{
+    auto shutDown = [socket] {
+        if (socket->bytesToWrite() == 0)
+            ::shutdown(int(socket->socketDescriptor()), SHUT_WR);
+    };
+    QObject::connect(socket, &QTcpSocket::bytesWritten, socket, shutDown);
+    socket->flush();
+    shutDown();
+    QTimer::singleShot(5000, socket, [socket] {
+        socket->abort();
+        socket->deleteLater();
+    });
+}
+
 } // namespace
 
 LocalHttpServer::LocalHttpServer()
@@ -111,7 +131,7 @@ void LocalHttpServer::listen()
                     state->counted = false;
                     answered();
                     guard->write(serialise(response));
-                    guard->disconnectFromHost();
+                    closeAfterWriting(guard);
                 };
                 if (response.delayMs > 0)
                     QTimer::singleShot(response.delayMs, socket, send);
