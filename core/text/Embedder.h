@@ -9,7 +9,7 @@
 
 #include "LibraryData.h"
 
-class SemanticSource;
+#include "SemanticSource.h"
 
 // Turns text into vectors for cosine comparison: an optional semantic part
 // followed by a hashed bag of words. Shared by reference; thread-safe.
