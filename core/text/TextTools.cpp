@@ -127,6 +127,59 @@ bool codePointLess(const QString &a, const QString &b)
 // tag up to the end of the page, which turns quadratic on broken markup;
 // these stop as soon as no later match is possible.
 
+// Position of `pattern` (ASCII, lower case, starting with '<') at or after
+// `from`, ignoring ASCII case; -1 when absent. Seeking '<' first is far
+// quicker than a general case-insensitive search.
+qsizetype findTag(const QString &html, QLatin1StringView pattern, qsizetype from)
+{
+    const qsizetype n = html.size();
+    const qsizetype m = pattern.size();
+    const QChar *data = html.constData();
+    qsizetype p = from;
+    while (true) {
+        p = html.indexOf(u'<', p);
+        if (p < 0 || p + m > n)
+            return -1;
+        qsizetype k = 1;
+        for (; k < m; ++k) {
+            char16_t c = data[p + k].unicode();
+            if (c >= u'A' && c <= u'Z')
+                c = char16_t(c + 32);
+            if (c != char16_t(pattern[k].unicode()))
+                break;
+        }
+        if (k == m)
+            return p;
+        ++p;
+    }
+}
+
+bool tagAt(const QString &html, QLatin1StringView pattern, qsizetype p)
+{
+    if (p < 0 || p + pattern.size() > html.size())
+        return false;
+    for (qsizetype k = 1; k < pattern.size(); ++k) {
+        char16_t c = html.at(p + k).unicode();
+        if (c >= u'A' && c <= u'Z')
+            c = char16_t(c + 32);
+        if (c != char16_t(pattern[k].unicode()))
+            return false;
+    }
+    return true;
+}
+
+qsizetype findLastTag(const QString &html, QLatin1StringView pattern)
+{
+    qsizetype p = html.size() - 1;
+    while (p >= 0) {
+        p = html.lastIndexOf(u'<', p);
+        if (p < 0 || tagAt(html, pattern, p))
+            return p;
+        --p;
+    }
+    return -1;
+}
+
 // End of `<name\b[^>]*>` starting at `at` (index after '>'), or -1 when the
 // opening tag does not match there; `noMore` is set when no '>' follows.
 qsizetype openTagEnd(const QString &html, qsizetype at, QLatin1StringView name, bool boundary,
@@ -145,13 +198,15 @@ qsizetype openTagEnd(const QString &html, qsizetype at, QLatin1StringView name, 
 
 QString removeElements(const QString &html, QLatin1StringView name)
 {
-    const QString open = u'<' + QString(name);
-    const QString close = QStringLiteral("</") + name + u'>';
+    const QByteArray openBytes = '<' + QByteArray(name.data(), name.size());
+    const QByteArray closeBytes = "</" + QByteArray(name.data(), name.size()) + '>';
+    const QLatin1StringView open(openBytes);
+    const QLatin1StringView close(closeBytes);
     QString out;
     qsizetype copied = 0;
     qsizetype pos = 0;
     while (true) {
-        const qsizetype i = html.indexOf(open, pos, Qt::CaseInsensitive);
+        const qsizetype i = findTag(html, open, pos);
         if (i < 0)
             break;
         bool noMore = false;
@@ -162,7 +217,7 @@ QString removeElements(const QString &html, QLatin1StringView name)
             pos = i + 1;
             continue;
         }
-        const qsizetype c = html.indexOf(close, bodyStart, Qt::CaseInsensitive);
+        const qsizetype c = findTag(html, close, bodyStart);
         if (c < 0)
             break; // no closer after this one, so none after any later opener
         out += QStringView(html).mid(copied, i - copied);
@@ -178,11 +233,13 @@ QString removeElements(const QString &html, QLatin1StringView name)
 // Capture of the greedy `<name\b[^>]*>([\s\S]*)</name>`, if it matches.
 std::optional<QString> outerContent(const QString &html, QLatin1StringView name)
 {
-    const QString open = u'<' + QString(name);
-    const QString close = QStringLiteral("</") + name + u'>';
+    const QByteArray openBytes = '<' + QByteArray(name.data(), name.size());
+    const QByteArray closeBytes = "</" + QByteArray(name.data(), name.size()) + '>';
+    const QLatin1StringView open(openBytes);
+    const QLatin1StringView close(closeBytes);
     qsizetype pos = 0;
     while (true) {
-        const qsizetype i = html.indexOf(open, pos, Qt::CaseInsensitive);
+        const qsizetype i = findTag(html, open, pos);
         if (i < 0)
             return std::nullopt;
         bool noMore = false;
@@ -193,7 +250,7 @@ std::optional<QString> outerContent(const QString &html, QLatin1StringView name)
             pos = i + 1;
             continue;
         }
-        const qsizetype c = html.lastIndexOf(close, -1, Qt::CaseInsensitive);
+        const qsizetype c = findLastTag(html, close);
         if (c < bodyStart)
             return std::nullopt;
         return html.mid(bodyStart, c - bodyStart);
@@ -204,14 +261,14 @@ QString findTitle(const QString &html)
 {
     static constexpr QLatin1StringView name("title");
     qsizetype pos = 0;
-    const qsizetype i = html.indexOf(u"<title", pos, Qt::CaseInsensitive);
+    const qsizetype i = findTag(html, QLatin1StringView("<title"), pos);
     if (i < 0)
         return {};
     bool noMore = false;
     const qsizetype bodyStart = openTagEnd(html, i, name, false, &noMore);
     if (bodyStart < 0)
         return {};
-    const qsizetype c = html.indexOf(u"</title>", bodyStart, Qt::CaseInsensitive);
+    const qsizetype c = findTag(html, QLatin1StringView("</title>"), bodyStart);
     if (c < 0)
         return {};
     return html.mid(bodyStart, c - bodyStart);
@@ -320,25 +377,31 @@ QString tidyLines(const QString &text)
     out.reserve(text.size());
     QString line;
     auto flush = [&]() {
-        if (TextCut::length(line) > 1) {
+        if (TextCut::offsetOf(line, 1) < line.size()) { // more than one character
             if (!out.isEmpty())
                 out += u'\n';
             out += line;
         }
         line.clear();
     };
-    bool pendingSpace = false;
-    for (const QChar c : text) {
+    const QChar *data = text.constData();
+    const qsizetype n = text.size();
+    qsizetype i = 0;
+    while (i < n) {
+        const QChar c = data[i];
         if (isLineBreak(c.unicode())) {
             flush();
-            pendingSpace = false;
+            ++i;
         } else if (c.isSpace()) {
-            pendingSpace = !line.isEmpty();
+            ++i;
         } else {
-            if (pendingSpace)
+            qsizetype e = i + 1;
+            while (e < n && !data[e].isSpace() && !isLineBreak(data[e].unicode()))
+                ++e;
+            if (!line.isEmpty())
                 line += u' ';
-            pendingSpace = false;
-            line += c;
+            line += QStringView(data + i, e - i);
+            i = e;
         }
     }
     flush();
@@ -411,8 +474,22 @@ Readable readableText(const QString &html, qsizetype limit)
         QLatin1StringView("iframe"), QLatin1StringView("template"), QLatin1StringView("button"),
         QLatin1StringView("select"),
     };
-    for (QLatin1StringView name : unwanted)
-        work = removeElements(work, name);
+    // Removing an element leaves a space, so no new "<name" can arise: a name
+    // that no tag starts with now can be skipped.
+    std::array<QByteArray, unwanted.size()> openers;
+    for (size_t k = 0; k < unwanted.size(); ++k)
+        openers[k] = '<' + QByteArray(unwanted[k].data(), unwanted[k].size());
+    std::array<bool, unwanted.size()> present{};
+    for (qsizetype p = work.indexOf(u'<'); p >= 0; p = work.indexOf(u'<', p + 1)) {
+        for (size_t k = 0; k < unwanted.size(); ++k) {
+            if (!present[k])
+                present[k] = tagAt(work, QLatin1StringView(openers[k]), p);
+        }
+    }
+    for (size_t k = 0; k < unwanted.size(); ++k) {
+        if (present[k])
+            work = removeElements(work, unwanted[k]);
+    }
 
     for (QLatin1StringView name : {QLatin1StringView("article"), QLatin1StringView("main")}) {
         const std::optional<QString> content = outerContent(work, name);
@@ -427,7 +504,8 @@ Readable readableText(const QString &html, qsizetype limit)
     work = removeTags(work);
     work = decodeEntities(work);
     work = tidyLines(work);
-    result.text = TextCut::prefix(work, limit);
+    // Never more characters than code units: a short text needs no counting.
+    result.text = work.size() <= limit ? work : TextCut::prefix(work, limit);
     return result;
 }
 
