@@ -15,7 +15,7 @@ build: configure
 	@cmake --build $(BUILD) -j $(JOBS)
 
 run: build
-	@$(BUILD)/cli/pellmora-cli summary
+	@$(BUILD)/app/pellmora
 
 test: CMAKE_FLAGS += -DPELLMORA_WERROR=ON
 test: build
