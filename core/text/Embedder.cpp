@@ -122,15 +122,36 @@ float Embedder::cosine(const Vector &a, const Vector &b)
 {
     if (a.isEmpty() || a.size() != b.size())
         return 0.0f;
-    float dot = 0.0f;
-    float sumA = 0.0f;
-    float sumB = 0.0f;
-    for (qsizetype i = 0; i < a.size(); ++i) {
-        dot += a[i] * b[i];
-        sumA += a[i] * a[i];
-        sumB += b[i] * b[i];
+    // Eight running sums let the compiler use vector registers.
+    constexpr qsizetype lanes = 8;
+    float dot[lanes] = {};
+    float sumA[lanes] = {};
+    float sumB[lanes] = {};
+    const float *x = a.constData();
+    const float *y = b.constData();
+    const qsizetype n = a.size();
+    qsizetype i = 0;
+    for (; i + lanes <= n; i += lanes) {
+        for (qsizetype k = 0; k < lanes; ++k) {
+            dot[k] += x[i + k] * y[i + k];
+            sumA[k] += x[i + k] * x[i + k];
+            sumB[k] += y[i + k] * y[i + k];
+        }
     }
-    if (!(sumA > 0.0f) || !(sumB > 0.0f))
+    for (; i < n; ++i) {
+        dot[0] += x[i] * y[i];
+        sumA[0] += x[i] * x[i];
+        sumB[0] += y[i] * y[i];
+    }
+    float d = 0.0f;
+    float sa = 0.0f;
+    float sb = 0.0f;
+    for (qsizetype k = 0; k < lanes; ++k) {
+        d += dot[k];
+        sa += sumA[k];
+        sb += sumB[k];
+    }
+    if (!(sa > 0.0f) || !(sb > 0.0f))
         return 0.0f;
-    return dot / (std::sqrt(sumA) * std::sqrt(sumB));
+    return d / (std::sqrt(sa) * std::sqrt(sb));
 }

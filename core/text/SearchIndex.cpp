@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <mutex>
+#include <vector>
 
 #include "Embedder.h"
 #include "TextCut.h"
@@ -19,7 +20,9 @@ struct Prepared
     QStringList tags, projectTags;
 
     QString key; // the id's text form, the key of the cached vectors
-    QSet<QString> titleStems, annotationStems, addressStems, textStems;
+    // Stems as ids of the cache's interner, sorted: matching a query is a
+    // binary search over small integers instead of string hashing.
+    std::vector<int> titleStems, annotationStems, addressStems, textStems;
     QString lowerTitle, lowerAnnotation;
 };
 
@@ -31,7 +34,39 @@ QSet<QString> stemsOf(const QString &text)
     return stems;
 }
 
-std::shared_ptr<const Prepared> prepare(const SavedTab &tab)
+using Interner = QHash<QString, int>;
+
+std::vector<int> stemIds(const QString &text, Interner &interner)
+{
+    std::vector<int> ids;
+    for (const QString &word : TextTools::words(text)) {
+        const QString stem = TextTools::stem(word);
+        auto it = interner.constFind(stem);
+        if (it == interner.constEnd())
+            it = interner.insert(stem, int(interner.size()));
+        ids.push_back(*it);
+    }
+    std::sort(ids.begin(), ids.end());
+    ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
+    return ids;
+}
+
+// Unknown stems get -1, which no tab holds.
+std::vector<int> queryIds(const QList<QString> &stems, const Interner &interner)
+{
+    std::vector<int> ids;
+    ids.reserve(size_t(stems.size()));
+    for (const QString &stem : stems)
+        ids.push_back(interner.value(stem, -1));
+    return ids;
+}
+
+bool holds(const std::vector<int> &ids, int id)
+{
+    return std::binary_search(ids.begin(), ids.end(), id);
+}
+
+std::shared_ptr<const Prepared> prepare(const SavedTab &tab, Interner &interner)
 {
     auto p = std::make_shared<Prepared>();
     p->title = tab.title;
@@ -43,11 +78,11 @@ std::shared_ptr<const Prepared> prepare(const SavedTab &tab)
     p->projectTags = tab.projectTags;
     p->key = idText(tab.id);
     const QString tags = tab.tags.join(u' ');
-    p->titleStems = stemsOf(tab.title);
-    p->annotationStems =
-        stemsOf(tab.summary + u' ' + tags + u' ' + tab.note + u' ' + tab.projectTags.join(u' '));
-    p->addressStems = stemsOf(tab.url);
-    p->textStems = stemsOf(TextCut::prefix(tab.text, SearchIndex::textCut));
+    p->titleStems = stemIds(tab.title, interner);
+    p->annotationStems = stemIds(
+        tab.summary + u' ' + tags + u' ' + tab.note + u' ' + tab.projectTags.join(u' '), interner);
+    p->addressStems = stemIds(tab.url, interner);
+    p->textStems = stemIds(TextCut::prefix(tab.text, SearchIndex::textCut), interner);
     p->lowerTitle = tab.title.toLower();
     p->lowerAnnotation = (tab.summary + u' ' + tags + u' ' + tab.note).toLower();
     return p;
@@ -97,22 +132,22 @@ QString fallbackTerm(const QString &stem)
     return stem;
 }
 
-float score(const QList<QString> &stems, const QList<QString> &terms, const Prepared &p)
+float score(const std::vector<int> &stems, const QList<QString> &terms, const Prepared &p)
 {
-    if (stems.isEmpty())
+    if (stems.empty())
         return 0.0f;
     float sum = 0.0f;
-    for (qsizetype i = 0; i < stems.size(); ++i) {
-        const QString &q = stems[i];
-        if (p.titleStems.contains(q))
+    for (size_t i = 0; i < stems.size(); ++i) {
+        const int q = stems[i];
+        if (holds(p.titleStems, q))
             sum += 1.0f;
-        else if (p.annotationStems.contains(q))
+        else if (holds(p.annotationStems, q))
             sum += 0.8f;
-        else if (p.addressStems.contains(q))
+        else if (holds(p.addressStems, q))
             sum += 0.6f;
-        else if (p.textStems.contains(q))
+        else if (holds(p.textStems, q))
             sum += 0.4f;
-        else if (const QString &term = terms[i]; !term.isEmpty()) {
+        else if (const QString &term = terms[qsizetype(i)]; !term.isEmpty()) {
             if (p.lowerTitle.contains(term))
                 sum += 0.7f;
             else if (p.lowerAnnotation.contains(term))
@@ -145,6 +180,7 @@ struct SearchIndex::Cache
 {
     std::mutex lock;
     QHash<QUuid, std::shared_ptr<const Prepared>> entries;
+    Interner interner;
 };
 
 SearchIndex::SearchIndex(std::shared_ptr<const Embedder> embedder)
@@ -161,7 +197,9 @@ QSet<QString> SearchIndex::queryStems(const QString &query)
 float SearchIndex::keywordScore(const QSet<QString> &queryStems, const SavedTab &tab)
 {
     const QList<QString> stems = ordered(queryStems);
-    return score(stems, termsFor(stems), *prepare(tab));
+    Interner interner;
+    const std::shared_ptr<const Prepared> prepared = prepare(tab, interner);
+    return score(queryIds(stems, interner), termsFor(stems), *prepared);
 }
 
 QList<SearchHit> SearchIndex::hits(const QString &query, const LibraryData &data, qsizetype limit) const
@@ -176,12 +214,13 @@ QList<SearchHit> SearchIndex::hits(const QString &query, const LibraryData &data
 
     QList<std::shared_ptr<const Prepared>> prepared;
     prepared.reserve(data.tabs.size());
+    std::vector<int> ids;
     {
         std::lock_guard guard(m_cache->lock);
         for (const SavedTab &tab : data.tabs) {
             auto &entry = m_cache->entries[tab.id];
             if (!entry || !isCurrent(*entry, tab))
-                entry = prepare(tab);
+                entry = prepare(tab, m_cache->interner);
             prepared.append(entry);
         }
         // Forget tabs that left the library once they clearly outnumber the rest.
@@ -191,30 +230,39 @@ QList<SearchHit> SearchIndex::hits(const QString &query, const LibraryData &data
                 kept.insert(data.tabs[i].id, prepared[i]);
             m_cache->entries.swap(kept);
         }
+        ids = queryIds(stems, m_cache->interner);
     }
 
-    QList<SearchHit> result;
+    // Rank plain (index, score) pairs; only the hits returned copy their tab.
+    struct Scored
+    {
+        qsizetype index;
+        float score;
+    };
+    std::vector<Scored> scored;
     for (qsizetype i = 0; i < data.tabs.size(); ++i) {
-        const SavedTab &tab = data.tabs[i];
         const Prepared &p = *prepared[i];
         float cosine = 0.0f;
         const auto cached = useCache ? data.embeddings.constFind(p.key) : data.embeddings.constEnd();
         if (cached != data.embeddings.constEnd())
             cosine = Embedder::cosine(queryVector, *cached);
         else
-            cosine = Embedder::cosine(queryVector, m_embedder->vector(tab.searchableText()));
+            cosine = Embedder::cosine(queryVector, m_embedder->vector(data.tabs[i].searchableText()));
         const float semantic = cosine < 0.0f ? 0.0f : cosine * semanticWeight;
-        const float total = semantic + score(stems, terms, p) * keywordWeight;
+        const float total = semantic + score(ids, terms, p) * keywordWeight;
         if (total > threshold)
-            result.append({tab, total});
+            scored.push_back({i, total});
     }
-    std::stable_sort(result.begin(), result.end(), [](const SearchHit &a, const SearchHit &b) {
+    std::stable_sort(scored.begin(), scored.end(), [&](const Scored &a, const Scored &b) {
         if (a.score != b.score)
             return a.score > b.score;
-        return a.tab.savedAt > b.tab.savedAt;
+        return data.tabs[a.index].savedAt > data.tabs[b.index].savedAt;
     });
-    if (result.size() > limit)
-        result.resize(limit);
+    QList<SearchHit> result;
+    const qsizetype count = std::min<qsizetype>(limit, qsizetype(scored.size()));
+    result.reserve(count);
+    for (qsizetype i = 0; i < count; ++i)
+        result.append({data.tabs[scored[size_t(i)].index], scored[size_t(i)].score});
     return result;
 }
 
