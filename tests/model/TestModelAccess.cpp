@@ -1,5 +1,6 @@
 #include <QJsonArray>
 #include <QJsonObject>
+#include <QSettings>
 #include <QtTest>
 
 #include <atomic>
@@ -44,6 +45,8 @@ private slots:
     void schemaJson();
     void schemaAccepts_data();
     void schemaAccepts();
+    void configFromSettings_data();
+    void configFromSettings();
     void loopback_data();
     void loopback();
     void descriptions_data();
@@ -224,6 +227,53 @@ void TestModelAccess::schemaAccepts()
                          {{"number", ModelSchema::Type::integer, "", -1, {}},
                           {"reason", ModelSchema::Type::string, "", -1, {}}}}}};
     QCOMPARE(schema.accepts(QJsonDocument::fromJson(reply).object()), accepted);
+}
+
+void TestModelAccess::configFromSettings_data()
+{
+    QTest::addColumn<QString>("settingUrl");
+    QTest::addColumn<QByteArray>("envUrl");
+    QTest::addColumn<QString>("settingModel");
+    QTest::addColumn<QByteArray>("envModel");
+    QTest::addColumn<QString>("url");
+    QTest::addColumn<QString>("model");
+    QTest::newRow("defaults") << "" << QByteArray() << "" << QByteArray() << "http://127.0.0.1:11434" << "";
+    QTest::newRow("settings") << "http://localhost:8080" << QByteArray() << "gemma" << QByteArray()
+                              << "http://localhost:8080" << "gemma";
+    QTest::newRow("environment wins") << "http://localhost:8080" << QByteArray("http://127.0.0.1:9000") << "gemma"
+                                      << QByteArray("qwen") << "http://127.0.0.1:9000" << "qwen";
+    QTest::newRow("empty environment switches off") << "" << QByteArray() << "gemma" << QByteArray("")
+                                                    << "http://127.0.0.1:11434" << "";
+}
+
+void TestModelAccess::configFromSettings()
+{
+    QFETCH(QString, settingUrl);
+    QFETCH(QByteArray, envUrl);
+    QFETCH(QString, settingModel);
+    QFETCH(QByteArray, envModel);
+    QFETCH(QString, url);
+    QFETCH(QString, model);
+    {
+        QSettings settings(QStringLiteral("Pellmora"), QStringLiteral("Pellmora"));
+        settings.clear();
+        if (!settingUrl.isEmpty())
+            settings.setValue("modelServerURL", settingUrl);
+        if (!settingModel.isEmpty())
+            settings.setValue("modelName", settingModel);
+    }
+    const bool setUrl = !envUrl.isNull();
+    const bool setModel = !envModel.isNull();
+    if (setUrl)
+        qputenv("PELLMORA_MODEL_URL", envUrl);
+    if (setModel)
+        qputenv("PELLMORA_MODEL", envModel);
+    const ModelConfig config = ModelConfig::current();
+    qunsetenv("PELLMORA_MODEL_URL");
+    qunsetenv("PELLMORA_MODEL");
+    QSettings(QStringLiteral("Pellmora"), QStringLiteral("Pellmora")).clear();
+    QCOMPARE(config.serverUrl, QUrl(url));
+    QCOMPARE(config.modelName, model);
 }
 
 void TestModelAccess::loopback_data()

@@ -4,7 +4,10 @@
 #include <QTcpServer>
 #include <QtTest>
 
+#include <atomic>
 #include <memory>
+#include <thread>
+#include <vector>
 
 #include "AIEngine.h"
 #include "AIStatus.h"
@@ -77,6 +80,7 @@ private slots:
     void unusableReplies_data();
     void unusableReplies();
     void slowReplyPastTheLimit();
+    void oneRequestAtATime();
     void summarizerPrompt();
     void summarizerConversions_data();
     void summarizerConversions();
@@ -259,6 +263,24 @@ void TestModelServer::slowReplyPastTheLimit()
     QVERIFY(!result.byAI);
     QCOMPARE(result.summary, QStringLiteral("Heute scheint über ganz Zürich die Sonne bis zum Abend."));
     QVERIFY(!AIEngine::gate().isBusy());
+}
+
+void TestModelServer::oneRequestAtATime()
+{
+    m_server->route("/api/chat", ollamaChat(R"({"summary":"S.","tags":[]})", 150));
+    const ModelConfig server = config();
+    std::atomic<int> answered = 0;
+    std::vector<std::thread> callers;
+    for (int i = 0; i < 3; ++i)
+        callers.emplace_back([&, server] {
+            if (AIEngine::generate(server, "P", Summarizer::schema(), 30s))
+                ++answered;
+        });
+    for (std::thread &caller : callers)
+        caller.join();
+    QCOMPARE(answered.load(), 3);
+    QCOMPARE(m_server->requestCount("/api/chat"), 3);
+    QCOMPARE(m_server->maxInFlight(), 1);
 }
 
 void TestModelServer::summarizerPrompt()
