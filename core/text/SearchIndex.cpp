@@ -212,27 +212,6 @@ QList<SearchHit> SearchIndex::hits(const QString &query, const LibraryData &data
     const bool useCache = data.embedderKind == m_embedder->kind();
     const Vector queryVector = m_embedder->vector(trimmed);
 
-    QList<std::shared_ptr<const Prepared>> prepared;
-    prepared.reserve(data.tabs.size());
-    std::vector<int> ids;
-    {
-        std::lock_guard guard(m_cache->lock);
-        for (const SavedTab &tab : data.tabs) {
-            auto &entry = m_cache->entries[tab.id];
-            if (!entry || !isCurrent(*entry, tab))
-                entry = prepare(tab, m_cache->interner);
-            prepared.append(entry);
-        }
-        // Forget tabs that left the library once they clearly outnumber the rest.
-        if (m_cache->entries.size() > 2 * data.tabs.size() + 64) {
-            QHash<QUuid, std::shared_ptr<const Prepared>> kept;
-            for (qsizetype i = 0; i < data.tabs.size(); ++i)
-                kept.insert(data.tabs[i].id, prepared[i]);
-            m_cache->entries.swap(kept);
-        }
-        ids = queryIds(stems, m_cache->interner);
-    }
-
     // Rank plain (index, score) pairs; only the hits returned copy their tab.
     struct Scored
     {
@@ -240,18 +219,39 @@ QList<SearchHit> SearchIndex::hits(const QString &query, const LibraryData &data
         float score;
     };
     std::vector<Scored> scored;
-    for (qsizetype i = 0; i < data.tabs.size(); ++i) {
-        const Prepared &p = *prepared[i];
-        float cosine = 0.0f;
-        const auto cached = useCache ? data.embeddings.constFind(p.key) : data.embeddings.constEnd();
-        if (cached != data.embeddings.constEnd())
-            cosine = Embedder::cosine(queryVector, *cached);
-        else
-            cosine = Embedder::cosine(queryVector, m_embedder->vector(data.tabs[i].searchableText()));
-        const float semantic = cosine < 0.0f ? 0.0f : cosine * semanticWeight;
-        const float total = semantic + score(ids, terms, p) * keywordWeight;
-        if (total > threshold)
-            scored.push_back({i, total});
+    {
+        // Scoring under the lock keeps the prepared entries alive without
+        // touching a reference count per tab.
+        std::lock_guard guard(m_cache->lock);
+        std::vector<const Prepared *> prepared;
+        prepared.reserve(size_t(data.tabs.size()));
+        for (const SavedTab &tab : data.tabs) {
+            auto &entry = m_cache->entries[tab.id];
+            if (!entry || !isCurrent(*entry, tab))
+                entry = prepare(tab, m_cache->interner);
+            prepared.push_back(entry.get());
+        }
+        const std::vector<int> ids = queryIds(stems, m_cache->interner);
+        for (qsizetype i = 0; i < data.tabs.size(); ++i) {
+            const Prepared &p = *prepared[size_t(i)];
+            float cosine = 0.0f;
+            const auto cached = useCache ? data.embeddings.constFind(p.key) : data.embeddings.constEnd();
+            if (cached != data.embeddings.constEnd())
+                cosine = Embedder::cosine(queryVector, *cached);
+            else
+                cosine = Embedder::cosine(queryVector, m_embedder->vector(data.tabs[i].searchableText()));
+            const float semantic = cosine < 0.0f ? 0.0f : cosine * semanticWeight;
+            const float total = semantic + score(ids, terms, p) * keywordWeight;
+            if (total > threshold)
+                scored.push_back({i, total});
+        }
+        // Forget tabs that left the library once they clearly outnumber the rest.
+        if (m_cache->entries.size() > 2 * data.tabs.size() + 64) {
+            QHash<QUuid, std::shared_ptr<const Prepared>> kept;
+            for (const SavedTab &tab : data.tabs)
+                kept.insert(tab.id, m_cache->entries.value(tab.id));
+            m_cache->entries.swap(kept);
+        }
     }
     std::stable_sort(scored.begin(), scored.end(), [&](const Scored &a, const Scored &b) {
         if (a.score != b.score)
