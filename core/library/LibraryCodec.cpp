@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstring>
 #include <string>
 #include <string_view>
 
@@ -767,69 +768,117 @@ LibraryData readLibrary(Reader &r, const QDateTime &now)
 class Writer
 {
 public:
-    QByteArray out;
+    // Writes through a raw cursor into one buffer that grows by doubling;
+    // QByteArray::append per byte costs more than the work itself.
+    explicit Writer(qsizetype estimate)
+    {
+        out.resize(std::max<qsizetype>(estimate, 256));
+        cur = out.data();
+        cap = cur + out.size();
+    }
 
-    void raw(std::string_view s) { out.append(s.data(), qsizetype(s.size())); }
-    void ch(char c) { out.append(c); }
+    QByteArray finish()
+    {
+        out.resize(cur - out.data());
+        return std::move(out);
+    }
+
+    // Room for `n` more bytes.
+    void room(qsizetype n)
+    {
+        if (cap - cur >= n)
+            return;
+        const qsizetype used = cur - out.data();
+        out.resize(std::max(out.size() * 2, used + n));
+        cur = out.data() + used;
+        cap = out.data() + out.size();
+    }
+
+    void raw(std::string_view s)
+    {
+        room(qsizetype(s.size()));
+        std::memcpy(cur, s.data(), s.size());
+        cur += s.size();
+    }
+    void ch(char c)
+    {
+        room(1);
+        *cur++ = c;
+    }
 
     // Keys are written in code-point order by the callers.
     void key(std::string_view k, bool first = false)
     {
+        room(qsizetype(k.size()) + 4);
         if (!first)
-            ch(',');
-        ch('"');
-        raw(k);
-        raw("\":"sv);
+            *cur++ = ',';
+        *cur++ = '"';
+        std::memcpy(cur, k.data(), k.size());
+        cur += k.size();
+        *cur++ = '"';
+        *cur++ = ':';
     }
 
     void string(const QString &s)
     {
-        ch('"');
+        // Worst case: every unit becomes a six-byte \u00XX escape.
+        room(s.size() * 6 + 2);
+        char *d = cur;
+        *d++ = '"';
         const char16_t *p = reinterpret_cast<const char16_t *>(s.constData());
         const char16_t *end = p + s.size();
         while (p < end) {
-            const char16_t *run = p;
-            while (p < end && *p >= 0x20 && *p < 0x80 && *p != u'"' && *p != u'\\' && *p != u'/')
-                ++p;
-            if (p > run) {
-                const qsizetype n = p - run;
-                const qsizetype at = out.size();
-                out.resize(at + n);
-                char *dst = out.data() + at;
-                for (qsizetype i = 0; i < n; ++i)
-                    dst[i] = char(run[i]);
-            }
-            if (p == end)
-                break;
             const char16_t c = *p++;
-            switch (c) {
-            case u'"': raw("\\\""sv); continue;
-            case u'\\': raw("\\\\"sv); continue;
-            case u'/': raw("\\/"sv); continue;
-            case u'\n': raw("\\n"sv); continue;
-            case u'\r': raw("\\r"sv); continue;
-            case u'\t': raw("\\t"sv); continue;
-            case u'\b': raw("\\b"sv); continue;
-            case u'\f': raw("\\f"sv); continue;
-            default: break;
-            }
-            char32_t cp = c;
-            if (c < 0x20) {
-                static const char hexDigits[] = "0123456789abcdef";
-                raw("\\u00"sv);
-                ch(hexDigits[c >> 4]);
-                ch(hexDigits[c & 0xF]);
+            if (c >= 0x20 && c < 0x80) {
+                if (c == u'"' || c == u'\\' || c == u'/') {
+                    *d++ = '\\';
+                }
+                *d++ = char(c);
                 continue;
             }
+            if (c < 0x20) {
+                static const char hexDigits[] = "0123456789abcdef";
+                *d++ = '\\';
+                switch (c) {
+                case u'\n': *d++ = 'n'; continue;
+                case u'\r': *d++ = 'r'; continue;
+                case u'\t': *d++ = 't'; continue;
+                case u'\b': *d++ = 'b'; continue;
+                case u'\f': *d++ = 'f'; continue;
+                default: break;
+                }
+                *d++ = 'u';
+                *d++ = '0';
+                *d++ = '0';
+                *d++ = hexDigits[c >> 4];
+                *d++ = hexDigits[c & 0xF];
+                continue;
+            }
+            if (c < 0x800) {
+                *d++ = char(0xC0 | (c >> 6));
+                *d++ = char(0x80 | (c & 0x3F));
+                continue;
+            }
+            char32_t cp = c;
             if (c >= 0xD800 && c <= 0xDBFF && p < end && *p >= 0xDC00 && *p <= 0xDFFF) {
                 cp = 0x10000 + ((char32_t(c) - 0xD800) << 10) + (char32_t(*p) - 0xDC00);
                 ++p;
             } else if (c >= 0xD800 && c <= 0xDFFF) {
                 cp = 0xFFFD; // a lone surrogate has no UTF-8 form
             }
-            utf8(cp);
+            if (cp < 0x10000) {
+                *d++ = char(0xE0 | (cp >> 12));
+                *d++ = char(0x80 | ((cp >> 6) & 0x3F));
+                *d++ = char(0x80 | (cp & 0x3F));
+            } else {
+                *d++ = char(0xF0 | (cp >> 18));
+                *d++ = char(0x80 | ((cp >> 12) & 0x3F));
+                *d++ = char(0x80 | ((cp >> 6) & 0x3F));
+                *d++ = char(0x80 | (cp & 0x3F));
+            }
         }
-        ch('"');
+        *d++ = '"';
+        cur = d;
     }
 
     void strings(const QStringList &list)
@@ -845,10 +894,22 @@ public:
 
     void uuid(const QUuid &id)
     {
-        ch('"');
-        const QByteArray text = id.toByteArray(QUuid::WithoutBraces).toUpper();
-        out.append(text);
-        ch('"');
+        static const char hexDigits[] = "0123456789ABCDEF";
+        const uchar b[16] = {uchar(id.data1 >> 24), uchar(id.data1 >> 16), uchar(id.data1 >> 8),
+                             uchar(id.data1),       uchar(id.data2 >> 8),  uchar(id.data2),
+                             uchar(id.data3 >> 8),  uchar(id.data3),       id.data4[0],
+                             id.data4[1],           id.data4[2],           id.data4[3],
+                             id.data4[4],           id.data4[5],           id.data4[6],
+                             id.data4[7]};
+        room(38);
+        *cur++ = '"';
+        for (int i = 0; i < 16; ++i) {
+            if (i == 4 || i == 6 || i == 8 || i == 10)
+                *cur++ = '-';
+            *cur++ = hexDigits[b[i] >> 4];
+            *cur++ = hexDigits[b[i] & 0xF];
+        }
+        *cur++ = '"';
     }
 
     void uuids(const QList<QUuid> &ids)
@@ -864,9 +925,8 @@ public:
 
     void integer(qint64 v)
     {
-        char buf[24];
-        const auto res = std::to_chars(buf, buf + sizeof buf, v);
-        raw(std::string_view(buf, std::size_t(res.ptr - buf)));
+        room(24);
+        cur = std::to_chars(cur, cap, v).ptr;
     }
 
     void boolean(bool b) { raw(b ? "true"sv : "false"sv); }
@@ -876,9 +936,8 @@ public:
     {
         if (!std::isfinite(f))
             return false;
-        char buf[32];
-        const auto res = std::to_chars(buf, buf + sizeof buf, f);
-        raw(std::string_view(buf, std::size_t(res.ptr - buf)));
+        room(32);
+        cur = std::to_chars(cur, cap, f).ptr;
         return true;
     }
 
@@ -902,22 +961,9 @@ public:
     }
 
 private:
-    void utf8(char32_t cp)
-    {
-        if (cp < 0x800) {
-            ch(char(0xC0 | (cp >> 6)));
-            ch(char(0x80 | (cp & 0x3F)));
-        } else if (cp < 0x10000) {
-            ch(char(0xE0 | (cp >> 12)));
-            ch(char(0x80 | ((cp >> 6) & 0x3F)));
-            ch(char(0x80 | (cp & 0x3F)));
-        } else {
-            ch(char(0xF0 | (cp >> 18)));
-            ch(char(0x80 | ((cp >> 12) & 0x3F)));
-            ch(char(0x80 | ((cp >> 6) & 0x3F)));
-            ch(char(0x80 | (cp & 0x3F)));
-        }
-    }
+    QByteArray out;
+    char *cur = nullptr;
+    char *cap = nullptr;
 };
 
 void writeTab(Writer &w, const SavedTab &t)
@@ -1043,13 +1089,12 @@ Result<LibraryData> decode(const QByteArray &json, const QDateTime &now)
 
 Result<QByteArray> encode(const LibraryData &data)
 {
-    Writer w;
     qsizetype estimate = 256;
     for (const SavedTab &t : data.tabs)
         estimate += 400 + (t.text.size() + t.summary.size() + t.title.size() + t.url.size()) * 11 / 10;
     if (!data.embeddings.isEmpty())
         estimate += data.embeddings.size() * (50 + data.embeddings.cbegin()->size() * 13);
-    w.out.reserve(estimate);
+    Writer w(estimate);
 
     w.ch('{');
     w.key("context"sv, true);
@@ -1103,7 +1148,7 @@ Result<QByteArray> encode(const LibraryData &data)
     w.key("windows"sv);
     writeArray(w, data.windows, writeWindow);
     w.ch('}');
-    return std::move(w.out);
+    return w.finish();
 }
 
 } // namespace LibraryCodec
