@@ -237,6 +237,10 @@ void TestReminders::unusableDoesNothing()
     QCOMPARE(service.added.size(), 0);
     QCOMPARE(service.pending.size(), 1);
     qunsetenv("PELLMORA_NO_NOTIFICATIONS");
+    Reminders::setEnabled(false); // never switched on, as in the terminal companion
+    Reminders::cancel(service, tabUuid);
+    QCOMPARE(service.pending.size(), 1);
+    Reminders::setEnabled(true);
     Reminders::cancel(service, tabUuid);
     QCOMPARE(service.pending.size(), 0);
 }
