@@ -1,0 +1,11 @@
+#include "BrowserBridge.h"
+
+SafariResult<int> BrowserBridge::closeAllTabs(const QList<SafariWindow> &windows, bool keepPinned,
+                                              const QStringList &pinnedDomains)
+{
+    QSet<QString> urls;
+    for (const SafariWindow &window : windows)
+        for (const SafariTab &tab : window.tabs)
+            urls.insert(tab.url);
+    return closeTabs(urls, keepPinned ? pinnedDomains : QStringList());
+}

@@ -1,0 +1,133 @@
+#include "FakeBrowserBridge.h"
+
+#include <QMutexLocker>
+
+void FakeBrowserBridge::setWindows(QList<SafariWindow> windows)
+{
+    QMutexLocker lock(&m_mutex);
+    m_windows = std::move(windows);
+}
+
+QList<SafariWindow> FakeBrowserBridge::windows() const
+{
+    QMutexLocker lock(&m_mutex);
+    return m_windows;
+}
+
+void FakeBrowserBridge::setRunning(bool running)
+{
+    QMutexLocker lock(&m_mutex);
+    m_running = running;
+}
+
+void FakeBrowserBridge::failWith(std::optional<SafariError> error)
+{
+    QMutexLocker lock(&m_mutex);
+    m_error = std::move(error);
+}
+
+QList<QSet<QString>> FakeBrowserBridge::closeRequests() const
+{
+    QMutexLocker lock(&m_mutex);
+    return m_closeRequests;
+}
+
+QList<QStringList> FakeBrowserBridge::keepRequests() const
+{
+    QMutexLocker lock(&m_mutex);
+    return m_keepRequests;
+}
+
+QList<FakeBrowserBridge::Reopen> FakeBrowserBridge::reopenRequests() const
+{
+    QMutexLocker lock(&m_mutex);
+    return m_reopenRequests;
+}
+
+QList<QUrl> FakeBrowserBridge::openedWithWorkspace() const
+{
+    QMutexLocker lock(&m_mutex);
+    return m_opened;
+}
+
+bool FakeBrowserBridge::isSafariRunning() const
+{
+    QMutexLocker lock(&m_mutex);
+    return m_running;
+}
+
+std::optional<SafariError> FakeBrowserBridge::refusal() const
+{
+    if (m_error)
+        return m_error;
+    if (!m_running)
+        return SafariError::notRunning();
+    return std::nullopt;
+}
+
+SafariResult<QList<SafariWindow>> FakeBrowserBridge::snapshotWindows()
+{
+    QMutexLocker lock(&m_mutex);
+    if (auto error = refusal())
+        return *error;
+    QList<SafariWindow> out;
+    for (const SafariWindow &window : m_windows)
+        if (!window.tabs.isEmpty())
+            out.append(window);
+    return out;
+}
+
+SafariResult<SafariTabCount> FakeBrowserBridge::countTabs()
+{
+    QMutexLocker lock(&m_mutex);
+    if (auto error = refusal())
+        return *error;
+    SafariTabCount count;
+    for (const SafariWindow &window : m_windows) {
+        if (window.tabs.isEmpty())
+            continue;
+        count.tabs += int(window.tabs.size());
+        ++count.windows;
+    }
+    return count;
+}
+
+SafariResult<int> FakeBrowserBridge::closeTabs(const QSet<QString> &savedUrls, const QStringList &keepDomains)
+{
+    QMutexLocker lock(&m_mutex);
+    if (auto error = refusal())
+        return *error;
+    m_closeRequests.append(savedUrls);
+    m_keepRequests.append(keepDomains);
+    int closed = 0;
+    for (SafariWindow &window : m_windows) {
+        const auto kept = [&](const SafariTab &tab) {
+            for (const QString &domain : keepDomains)
+                if (tab.url.contains(domain.toLower()))
+                    return true;
+            return false;
+        };
+        closed += int(window.tabs.removeIf(
+            [&](const SafariTab &tab) { return !kept(tab) && savedUrls.contains(tab.url); }));
+    }
+    return closed;
+}
+
+SafariStatus FakeBrowserBridge::reopen(const QList<QUrl> &urls, bool newWindow)
+{
+    QMutexLocker lock(&m_mutex);
+    if (urls.isEmpty())
+        return Done{};
+    if (m_error)
+        return *m_error;
+    m_reopenRequests.append({urls, newWindow});
+    // Reopening starts the browser, like the real script does.
+    m_running = true;
+    return Done{};
+}
+
+void FakeBrowserBridge::openWithWorkspace(const QList<QUrl> &urls)
+{
+    QMutexLocker lock(&m_mutex);
+    m_opened.append(urls);
+}
