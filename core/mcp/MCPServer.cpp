@@ -1,0 +1,379 @@
+#include "MCPServer.h"
+
+#include "Embedder.h"
+#include "Fmt.h"
+#include "JsonText.h"
+#include "SearchIndex.h"
+#include "TextCut.h"
+
+#include <QCoreApplication>
+#include <QFileInfo>
+#include <QJsonDocument>
+#include <QJsonParseError>
+#include <cmath>
+#include <cstdio>
+#include <iostream>
+#include <string>
+
+namespace {
+
+QJsonObject property(const QString &type, const QString &description = {})
+{
+    QJsonObject p{{QStringLiteral("type"), type}};
+    if (!description.isEmpty())
+        p.insert(QStringLiteral("description"), description);
+    return p;
+}
+
+QJsonObject tool(const QString &name, const QString &description, const QJsonObject &properties,
+                 const QStringList &required)
+{
+    QJsonArray req;
+    for (const QString &r : required)
+        req.append(r);
+    return QJsonObject{
+        {QStringLiteral("name"), name},
+        {QStringLiteral("description"), description},
+        {QStringLiteral("inputSchema"),
+         QJsonObject{{QStringLiteral("type"), QStringLiteral("object")},
+                     {QStringLiteral("properties"), properties},
+                     {QStringLiteral("required"), req}}},
+    };
+}
+
+QJsonObject textResult(const QString &text, bool isError)
+{
+    return QJsonObject{
+        {QStringLiteral("content"),
+         QJsonArray{QJsonObject{{QStringLiteral("type"), QStringLiteral("text")},
+                                {QStringLiteral("text"), text}}}},
+        {QStringLiteral("isError"), isError},
+    };
+}
+
+QJsonObject success(const QJsonValue &value)
+{
+    return textResult(JsonText::pretty(value).value_or(QString()), false);
+}
+
+QJsonObject failure(const QString &message)
+{
+    return textResult(message, true);
+}
+
+// An integer argument: JSON numbers without a fraction only.
+std::optional<qint64> integerArgument(const QJsonObject &arguments, const QString &key)
+{
+    const QJsonValue v = arguments.value(key);
+    if (!v.isDouble())
+        return std::nullopt;
+    const double d = v.toDouble();
+    if (!std::isfinite(d) || d != std::floor(d) || std::fabs(d) > 9.0e15)
+        return std::nullopt;
+    return static_cast<qint64>(d);
+}
+
+// The index of the first tab with the argument's id, if it names one.
+std::optional<qsizetype> findTab(const QJsonObject &arguments, const LibraryData &data)
+{
+    const QJsonValue v = arguments.value(QStringLiteral("id"));
+    if (!v.isString())
+        return std::nullopt;
+    const QUuid id = QUuid::fromString(v.toString());
+    if (id.isNull())
+        return std::nullopt;
+    for (qsizetype i = 0; i < data.tabs.size(); ++i) {
+        if (data.tabs[i].id == id)
+            return i;
+    }
+    return std::nullopt;
+}
+
+QJsonObject reply(const QJsonValue &id, const QString &key, const QJsonValue &value)
+{
+    return QJsonObject{{QStringLiteral("jsonrpc"), QStringLiteral("2.0")},
+                       {QStringLiteral("id"), id},
+                       {key, value}};
+}
+
+} // namespace
+
+MCPServer::MCPServer(LibraryStore store, const Clock &clock)
+    : m_store(std::move(store)), m_clock(clock)
+{
+}
+
+MCPServer::~MCPServer() = default;
+
+const QJsonArray &MCPServer::toolDefinitions()
+{
+    static const QJsonArray tools = [] {
+        const QString str = QStringLiteral("string");
+        const QString integer = QStringLiteral("integer");
+        return QJsonArray{
+            tool(QStringLiteral("search_tabs"),
+                 QStringLiteral("Sucht gespeicherte Tabs nach Bedeutung und Stichwörtern."),
+                 {{QStringLiteral("query"), property(str, QStringLiteral("Suchtext oder Frage"))},
+                  {QStringLiteral("limit"),
+                   property(integer, QStringLiteral("Höchstzahl Treffer (Standard 10)"))}},
+                 {QStringLiteral("query")}),
+            tool(QStringLiteral("list_topics"),
+                 QStringLiteral("Listet die Themen (KI-Gruppen) mit Anzahl Tabs."), {}, {}),
+            tool(QStringLiteral("list_windows"),
+                 QStringLiteral("Listet die gespeicherten Fenster wie sie in Safari waren."), {}, {}),
+            tool(QStringLiteral("get_tab"),
+                 QStringLiteral("Gibt einen Tab mit Zusammenfassung, Notiz und Seitentext zurück."),
+                 {{QStringLiteral("id"), property(str, QStringLiteral("Tab-ID (UUID)"))}},
+                 {QStringLiteral("id")}),
+            tool(QStringLiteral("add_note"), QStringLiteral("Setzt die Notiz eines Tabs."),
+                 {{QStringLiteral("id"), property(str)}, {QStringLiteral("note"), property(str)}},
+                 {QStringLiteral("id"), QStringLiteral("note")}),
+            tool(QStringLiteral("set_reminder"),
+                 QStringLiteral("Setzt eine Erinnerung (ISO-8601-Datum, z. B. "
+                                "2026-10-09T09:00:00+02:00)."),
+                 {{QStringLiteral("id"), property(str)}, {QStringLiteral("iso_date"), property(str)}},
+                 {QStringLiteral("id"), QStringLiteral("iso_date")}),
+            tool(QStringLiteral("recent_tabs"),
+                 QStringLiteral("Tabs, die in den letzten N Tagen gespeichert wurden."),
+                 {{QStringLiteral("days"), property(integer, QStringLiteral("Anzahl Tage (Standard 7)"))}},
+                 {}),
+        };
+    }();
+    return tools;
+}
+
+QString MCPServer::claudeConfigSnippet(const QString &cliPath)
+{
+    return QStringLiteral("{\n"
+                          "  \"mcpServers\": {\n"
+                          "    \"pellmora\": {\n"
+                          "      \"command\": \"")
+        + cliPath
+        + QStringLiteral("\",\n"
+                         "      \"args\": [\"mcp\"]\n"
+                         "    }\n"
+                         "  }\n"
+                         "}");
+}
+
+QString MCPServer::defaultCliPath()
+{
+    if (QCoreApplication::instance()) {
+        const QString beside =
+            QCoreApplication::applicationDirPath() + QStringLiteral("/pellmora-cli");
+        if (QFileInfo(beside).isExecutable())
+            return beside;
+    }
+    return QStringLiteral("/usr/bin/pellmora-cli");
+}
+
+QJsonObject MCPServer::brief(const SavedTab &tab, const LibraryData &data)
+{
+    QJsonArray tags;
+    for (const QString &t : tab.tags)
+        tags.append(t);
+    QJsonObject o{
+        {QStringLiteral("id"), idText(tab.id)},
+        {QStringLiteral("title"), tab.title},
+        {QStringLiteral("url"), tab.url},
+        {QStringLiteral("domain"), tab.domain},
+        {QStringLiteral("savedAt"), Fmt::iso(tab.savedAt)},
+        {QStringLiteral("summary"), tab.summary},
+        {QStringLiteral("tags"), tags},
+        {QStringLiteral("read"), tab.isRead()},
+    };
+    if (const auto topic = data.topicOf(tab))
+        o.insert(QStringLiteral("topic"), topic->name);
+    if (const auto window = data.windowOf(tab))
+        o.insert(QStringLiteral("window"), window->title);
+    if (!tab.note.isEmpty())
+        o.insert(QStringLiteral("note"), tab.note);
+    if (tab.reminderAt)
+        o.insert(QStringLiteral("reminderAt"), Fmt::iso(*tab.reminderAt));
+    if (!tab.projectTags.isEmpty()) {
+        QJsonArray projects;
+        for (const QString &p : tab.projectTags)
+            projects.append(p);
+        o.insert(QStringLiteral("projects"), projects);
+    }
+    return o;
+}
+
+void MCPServer::run()
+{
+    std::setvbuf(stdout, nullptr, _IOLBF, 0);
+    std::string raw;
+    while (std::getline(std::cin, raw)) {
+        if (!raw.empty() && raw.back() == '\r')
+            raw.pop_back();
+        const auto answer = handle(QString::fromUtf8(raw.data(), qsizetype(raw.size())));
+        if (!answer)
+            continue;
+        const QByteArray bytes = answer->toUtf8() + '\n';
+        std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stdout);
+        std::fflush(stdout);
+    }
+}
+
+std::optional<QString> MCPServer::handle(const QString &line)
+{
+    const QString text = line.trimmed();
+    if (text.isEmpty())
+        return std::nullopt;
+    QJsonParseError error;
+    const QJsonDocument doc = QJsonDocument::fromJson(text.toUtf8(), &error);
+    if (error.error != QJsonParseError::NoError || !doc.isObject()) {
+        return JsonText::compact(QJsonObject{
+            {QStringLiteral("jsonrpc"), QStringLiteral("2.0")},
+            {QStringLiteral("id"), QJsonValue::Null},
+            {QStringLiteral("error"),
+             QJsonObject{{QStringLiteral("code"), -32700},
+                         {QStringLiteral("message"), QStringLiteral("Parse error")}}}});
+    }
+    const QJsonObject message = doc.object();
+    if (!message.contains(QStringLiteral("id")))
+        return std::nullopt;
+    const QJsonValue id = message.value(QStringLiteral("id"));
+    const QJsonValue methodValue = message.value(QStringLiteral("method"));
+    const QString method = methodValue.isString() ? methodValue.toString() : QString();
+    const QJsonValue paramsValue = message.value(QStringLiteral("params"));
+    const QJsonObject params = paramsValue.isObject() ? paramsValue.toObject() : QJsonObject();
+
+    QJsonObject answer;
+    if (method == u"initialize") {
+        const QJsonValue asked = params.value(QStringLiteral("protocolVersion"));
+        answer = reply(id, QStringLiteral("result"), QJsonObject{
+            {QStringLiteral("protocolVersion"), asked.isString() ? asked.toString() : protocolVersion},
+            {QStringLiteral("capabilities"),
+             QJsonObject{{QStringLiteral("tools"), QJsonObject{{QStringLiteral("listChanged"), false}}}}},
+            {QStringLiteral("serverInfo"),
+             QJsonObject{{QStringLiteral("name"), QStringLiteral("pellmora")},
+                         {QStringLiteral("title"), QStringLiteral("Pellmora Tab-Bibliothek")},
+                         {QStringLiteral("version"), QStringLiteral("0.1.0")}}},
+            {QStringLiteral("instructions"),
+             QStringLiteral("Durchsucht die gespeicherten Safari-Tabs des Nutzers (Bibliothek von "
+                            "Pellmora). Antworte auf Deutsch.")},
+        });
+    } else if (method == u"ping") {
+        answer = reply(id, QStringLiteral("result"), QJsonObject());
+    } else if (method == u"tools/list") {
+        answer = reply(id, QStringLiteral("result"),
+                       QJsonObject{{QStringLiteral("tools"), toolDefinitions()}});
+    } else if (method == u"tools/call") {
+        const QJsonValue name = params.value(QStringLiteral("name"));
+        const QJsonValue arguments = params.value(QStringLiteral("arguments"));
+        answer = reply(id, QStringLiteral("result"),
+                       callTool(name.isString() ? name.toString() : QString(),
+                                arguments.isObject() ? arguments.toObject() : QJsonObject()));
+    } else {
+        answer = reply(id, QStringLiteral("error"),
+                       QJsonObject{{QStringLiteral("code"), -32601},
+                                   {QStringLiteral("message"),
+                                    QStringLiteral("Method not found: ") + method}});
+    }
+    return JsonText::compact(answer).value_or(internalErrorLine);
+}
+
+QJsonObject MCPServer::callTool(const QString &name, const QJsonObject &arguments)
+{
+    LibraryData data = m_store.load();
+    if (name == u"search_tabs")
+        return search(arguments, data);
+    if (name == u"list_topics") {
+        QJsonArray topics;
+        for (const Topic &t : data.topics) {
+            topics.append(QJsonObject{{QStringLiteral("id"), idText(t.id)},
+                                      {QStringLiteral("name"), t.name},
+                                      {QStringLiteral("tabs"), qint64(t.tabIds.size())}});
+        }
+        return success(topics);
+    }
+    if (name == u"list_windows") {
+        QJsonArray windows;
+        for (const SavedWindow &w : data.windows) {
+            windows.append(QJsonObject{{QStringLiteral("id"), idText(w.id)},
+                                       {QStringLiteral("title"), w.title},
+                                       {QStringLiteral("tabs"), qint64(w.tabIds.size())},
+                                       {QStringLiteral("savedAt"), Fmt::iso(w.savedAt)}});
+        }
+        return success(windows);
+    }
+    if (name == u"get_tab") {
+        const auto index = findTab(arguments, data);
+        if (!index)
+            return failure(QStringLiteral("Tab nicht gefunden"));
+        const SavedTab &tab = data.tabs[*index];
+        QJsonObject o = brief(tab, data);
+        o.insert(QStringLiteral("text"), TextCut::prefix(tab.text, 4000));
+        return success(o);
+    }
+    if (name == u"add_note") {
+        const auto index = findTab(arguments, data);
+        const QJsonValue note = arguments.value(QStringLiteral("note"));
+        if (!index || !note.isString())
+            return failure(QStringLiteral("id oder note fehlt"));
+        SavedTab &tab = data.tabs[*index];
+        tab.note = note.toString();
+        // The note is part of the searchable text, so the stored vector is stale.
+        data.embeddings.remove(idText(tab.id));
+        return save(data, tab);
+    }
+    if (name == u"set_reminder") {
+        const auto index = findTab(arguments, data);
+        const QJsonValue iso = arguments.value(QStringLiteral("iso_date"));
+        const auto date = iso.isString() ? Fmt::parseISO(iso.toString()) : std::nullopt;
+        if (!index || !date)
+            return failure(QStringLiteral("id oder iso_date fehlt oder ungültig"));
+        SavedTab &tab = data.tabs[*index];
+        tab.reminderAt = *date;
+        return save(data, tab);
+    }
+    if (name == u"recent_tabs")
+        return recent(arguments, data);
+    return failure(QStringLiteral("Unbekanntes Werkzeug: ") + name);
+}
+
+QJsonObject MCPServer::search(const QJsonObject &arguments, const LibraryData &data)
+{
+    const QJsonValue query = arguments.value(QStringLiteral("query"));
+    if (!query.isString() || query.toString().isEmpty())
+        return failure(QStringLiteral("query fehlt"));
+    const qint64 limit =
+        std::clamp<qint64>(integerArgument(arguments, QStringLiteral("limit")).value_or(10), 1, 50);
+    if (!m_index)
+        m_index = std::make_unique<SearchIndex>(std::make_shared<const Embedder>(true));
+    QJsonArray hits;
+    for (const SearchHit &hit : m_index->hits(query.toString(), data, limit)) {
+        QJsonObject o = brief(hit.tab, data);
+        const float rounded = std::round(hit.score * 1000.0f) / 1000.0f;
+        o.insert(QStringLiteral("score"), double(rounded));
+        hits.append(o);
+    }
+    return success(hits);
+}
+
+QJsonObject MCPServer::recent(const QJsonObject &arguments, const LibraryData &data) const
+{
+    const qint64 days =
+        std::max<qint64>(integerArgument(arguments, QStringLiteral("days")).value_or(7), 1);
+    const QDateTime cutoff = m_clock.now().addSecs(-days * 86400);
+    QList<const SavedTab *> tabs;
+    for (const SavedTab &tab : data.tabs) {
+        if (tab.savedAt >= cutoff)
+            tabs.append(&tab);
+    }
+    std::stable_sort(tabs.begin(), tabs.end(),
+                     [](const SavedTab *a, const SavedTab *b) { return a->savedAt > b->savedAt; });
+    QJsonArray out;
+    for (qsizetype i = 0; i < tabs.size() && i < 100; ++i)
+        out.append(brief(*tabs[i], data));
+    return success(out);
+}
+
+QJsonObject MCPServer::save(const LibraryData &data, const SavedTab &changed) const
+{
+    const Status saved = m_store.save(data);
+    if (!saved)
+        return failure(QStringLiteral("Speichern fehlgeschlagen: ") + saved.error());
+    return success(brief(changed, data));
+}
