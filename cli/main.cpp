@@ -1,4 +1,10 @@
 #include "CliCommand.h"
+#include "ListCommand.h"
+#include "McpCommand.h"
+#include "NoteCommand.h"
+#include "RemindCommand.h"
+#include "SearchCommand.h"
+#include "ShowCommand.h"
 #include "SummaryCommand.h"
 
 #include <QCoreApplication>
@@ -13,6 +19,13 @@ const std::vector<CliCommand> &commands()
     static const std::vector<CliCommand> table = {
         {QStringLiteral("summary"), QStringLiteral("zeigt, was die Bibliothek enthält"),
          runSummaryCommand},
+        {QStringLiteral("search"), QStringLiteral("sucht gespeicherte Tabs"), runSearchCommand},
+        {QStringLiteral("list"), QStringLiteral("listet Tabs nach Thema, Fenster, Erinnerung oder Notiz"),
+         runListCommand},
+        {QStringLiteral("show"), QStringLiteral("zeigt einen Tab"), runShowCommand},
+        {QStringLiteral("note"), QStringLiteral("setzt die Notiz eines Tabs"), runNoteCommand},
+        {QStringLiteral("remind"), QStringLiteral("setzt eine Erinnerung"), runRemindCommand},
+        {QStringLiteral("mcp"), QStringLiteral("startet den MCP-Server für KI-Assistenten"), runMcpCommand},
     };
     return table;
 }

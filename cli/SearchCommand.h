@@ -1,0 +1,5 @@
+#pragma once
+#include <QStringList>
+
+// `pellmora-cli search QUERY [--limit N] [--json]`: ranked saved tabs.
+int runSearchCommand(const QStringList &args);
