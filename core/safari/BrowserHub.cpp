@@ -70,9 +70,13 @@ BrowserHub::~BrowserHub()
         QMetaObject::invokeMethod(
             m_server,
             [this] {
-                for (auto &[id, link] : m_links)
-                    delete link->socket;
+                // Detached first, so closing does not re-enter dropLink.
+                const auto links = std::move(m_links);
                 m_links.clear();
+                for (const auto &[id, link] : links) {
+                    link->socket->disconnect(m_server);
+                    delete link->socket;
+                }
                 delete m_server;
                 m_server = nullptr;
             },
