@@ -1,0 +1,148 @@
+#include "ExtensionBridge.h"
+
+#include <QJsonArray>
+#include <QProcess>
+
+ExtensionBridge::ExtensionBridge(BrowserHub *hub, std::chrono::milliseconds limit) : m_hub(hub), m_limit(limit) {}
+
+bool ExtensionBridge::isSafariRunning() const
+{
+    return !m_hub->browsers().isEmpty();
+}
+
+QList<ConnectedBrowser> ExtensionBridge::connectedBrowsers() const
+{
+    return m_hub->browsers();
+}
+
+SafariResult<QJsonObject> ExtensionBridge::ask(int browserId, const QJsonObject &message)
+{
+    Result<QJsonObject> answer = m_hub->request(browserId, message, m_limit);
+    if (!answer)
+        return SafariError::scriptFailed(0, answer.error());
+    return std::move(answer).value();
+}
+
+QList<SafariTab> ExtensionBridge::tabsOf(const QJsonArray &tabs)
+{
+    QList<SafariTab> out;
+    for (qsizetype j = 0; j < tabs.size(); ++j) {
+        const QJsonObject tab = tabs.at(j).toObject();
+        const QString url = tab.value(QStringLiteral("url")).toString();
+        if (url.isEmpty() || url.startsWith(QStringLiteral("favorites:")) || url == QStringLiteral("about:blank"))
+            continue;
+        const QJsonValue title = tab.value(QStringLiteral("title"));
+        const int index = tab.contains(QStringLiteral("index")) ? tab.value(QStringLiteral("index")).toInt() + 1
+                                                                 : int(j) + 1;
+        out.append({title.isString() ? title.toString() : url, url, index});
+    }
+    return out;
+}
+
+bool ExtensionBridge::keeps(const QString &url, const QStringList &lowerKeepDomains)
+{
+    for (const QString &domain : lowerKeepDomains)
+        if (url.contains(domain))
+            return true;
+    return false;
+}
+
+SafariResult<QList<SafariWindow>> ExtensionBridge::snapshotWindows()
+{
+    const QList<ConnectedBrowser> browsers = m_hub->browsers();
+    if (browsers.isEmpty())
+        return SafariError::notRunning();
+    QList<SafariWindow> windows;
+    int number = 0;
+    for (const ConnectedBrowser &browser : browsers) {
+        const SafariResult<QJsonObject> answer = ask(browser.id, {{QStringLiteral("type"), QStringLiteral("list")}});
+        if (!answer)
+            return answer.error();
+        for (const QJsonValue &window : answer->value(QStringLiteral("windows")).toArray()) {
+            ++number;
+            QList<SafariTab> tabs = tabsOf(window.toObject().value(QStringLiteral("tabs")).toArray());
+            if (!tabs.isEmpty())
+                windows.append({number, std::move(tabs)});
+        }
+    }
+    return windows;
+}
+
+SafariResult<SafariTabCount> ExtensionBridge::countTabs()
+{
+    const QList<ConnectedBrowser> browsers = m_hub->browsers();
+    if (browsers.isEmpty())
+        return SafariError::notRunning();
+    SafariTabCount count;
+    for (const ConnectedBrowser &browser : browsers) {
+        const SafariResult<QJsonObject> answer = ask(browser.id, {{QStringLiteral("type"), QStringLiteral("count")}});
+        if (!answer)
+            return answer.error();
+        count.tabs += answer->value(QStringLiteral("tabs")).toInt();
+        count.windows += answer->value(QStringLiteral("windows")).toInt();
+    }
+    return count;
+}
+
+SafariResult<int> ExtensionBridge::closeTabs(const QSet<QString> &savedUrls, const QStringList &keepDomains)
+{
+    const QList<ConnectedBrowser> browsers = m_hub->browsers();
+    if (browsers.isEmpty())
+        return SafariError::notRunning();
+    QStringList keep;
+    for (const QString &domain : keepDomains)
+        keep.append(domain.toLower());
+    int closed = 0;
+    for (const ConnectedBrowser &browser : browsers) {
+        const SafariResult<QJsonObject> listed = ask(browser.id, {{QStringLiteral("type"), QStringLiteral("list")}});
+        if (!listed)
+            return listed.error();
+        // The extension closes a tab only if it still shows the address we saw.
+        QJsonArray doomed;
+        for (const QJsonValue &window : listed->value(QStringLiteral("windows")).toArray()) {
+            for (const QJsonValue &value : window.toObject().value(QStringLiteral("tabs")).toArray()) {
+                const QJsonObject tab = value.toObject();
+                const QString url = tab.value(QStringLiteral("url")).toString();
+                if (savedUrls.contains(url) && !keeps(url, keep))
+                    doomed.append(QJsonObject{{QStringLiteral("tabId"), tab.value(QStringLiteral("tabId"))},
+                                              {QStringLiteral("url"), url}});
+            }
+        }
+        if (doomed.isEmpty())
+            continue;
+        const SafariResult<QJsonObject> answer =
+            ask(browser.id, {{QStringLiteral("type"), QStringLiteral("close")}, {QStringLiteral("tabs"), doomed}});
+        if (!answer)
+            return answer.error();
+        closed += answer->value(QStringLiteral("closed")).toInt();
+    }
+    return closed;
+}
+
+SafariStatus ExtensionBridge::reopen(const QList<QUrl> &urls, bool newWindow)
+{
+    if (urls.isEmpty())
+        return Done{};
+    const QList<ConnectedBrowser> browsers = m_hub->browsers();
+    if (browsers.isEmpty())
+        return SafariError::notRunning();
+    QJsonArray list;
+    for (const QUrl &url : urls)
+        list.append(url.toString(QUrl::FullyEncoded));
+    const SafariResult<QJsonObject> answer =
+        ask(browsers.last().id, {{QStringLiteral("type"), QStringLiteral("open")},
+                                 {QStringLiteral("urls"), list},
+                                 {QStringLiteral("newWindow"), newWindow}});
+    if (!answer)
+        return answer.error();
+    return Done{};
+}
+
+void ExtensionBridge::openWithWorkspace(const QList<QUrl> &urls)
+{
+    if (urls.isEmpty() || reopen(urls, false))
+        return;
+    // No browser connected: the desktop's default handler, one address at a time.
+    for (const QUrl &url : urls)
+        QProcess::startDetached(QStringLiteral("xdg-open"), {url.toString(QUrl::FullyEncoded)});
+}

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <QJsonArray>
+#include <QJsonObject>
+
+#include <chrono>
+
+#include "BrowserBridge.h"
+#include "BrowserHub.h"
+
+// The browser reached through the Pellmora extension in Chromium or Firefox:
+// every connected browser counts; windows are numbered 1… across browsers in
+// connection order, and addresses reopen in the browser connected last.
+class ExtensionBridge final : public BrowserBridge
+{
+public:
+    // hub is not owned and must be started.
+    explicit ExtensionBridge(BrowserHub *hub, std::chrono::milliseconds limit = std::chrono::seconds(10));
+
+    bool isSafariRunning() const override;
+    SafariResult<QList<SafariWindow>> snapshotWindows() override;
+    SafariResult<SafariTabCount> countTabs() override;
+    SafariResult<int> closeTabs(const QSet<QString> &savedUrls, const QStringList &keepDomains) override;
+    SafariStatus reopen(const QList<QUrl> &urls, bool newWindow) override;
+    void openWithWorkspace(const QList<QUrl> &urls) override;
+
+    QList<ConnectedBrowser> connectedBrowsers() const;
+
+    // One window as a browser listed it, before numbering; skipped tabs
+    // (empty, "about:blank", "favorites:…") leave gaps in the positions.
+    static QList<SafariTab> tabsOf(const QJsonArray &tabs);
+    static bool keeps(const QString &url, const QStringList &lowerKeepDomains);
+
+private:
+    SafariResult<QJsonObject> ask(int browserId, const QJsonObject &message);
+
+    BrowserHub *m_hub;
+    std::chrono::milliseconds m_limit;
+};
