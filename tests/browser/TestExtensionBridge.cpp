@@ -1,0 +1,258 @@
+#include <QJsonArray>
+#include <QLocalSocket>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <functional>
+#include <future>
+
+#include "BrowserHub.h"
+#include "ExtensionBridge.h"
+#include "NativeFrame.h"
+
+using namespace std::chrono_literals;
+
+namespace {
+
+// One browser as the extension presents it: windows of {tabId, url, title},
+// answering list, count, close and open requests like the real one.
+struct FakeExtension
+{
+    explicit FakeExtension(QString browser) : name(std::move(browser)) {}
+
+    QString name;
+    QList<QList<QJsonObject>> windows;
+    QLocalSocket socket;
+    NativeFrame reader;
+    QString refuse; // when set, every request is refused with this message
+    QList<QJsonObject> opened;
+
+    bool connectTo(const QString &path)
+    {
+        socket.connectToServer(path);
+        if (!socket.waitForConnected(2000))
+            return false;
+        socket.write(NativeFrame::encode({{"type", "hello"}, {"protocol", 1}, {"browser", name}, {"instance", name}}));
+        return socket.waitForBytesWritten(2000);
+    }
+
+    QJsonObject answer(const QJsonObject &request)
+    {
+        const QString type = request.value("type").toString();
+        if (!refuse.isEmpty())
+            return {{"error", refuse}};
+        if (type == "list") {
+            QJsonArray ws;
+            for (const auto &w : windows) {
+                QJsonArray tabs;
+                for (int i = 0; i < w.size(); ++i) {
+                    QJsonObject t = w.at(i);
+                    t.insert("index", i);
+                    tabs.append(t);
+                }
+                ws.append(QJsonObject{{"tabs", tabs}});
+            }
+            return {{"windows", ws}};
+        }
+        if (type == "count") {
+            int tabs = 0, wins = 0;
+            for (const auto &w : windows) {
+                tabs += int(w.size());
+                wins += w.isEmpty() ? 0 : 1;
+            }
+            return {{"tabs", tabs}, {"windows", wins}};
+        }
+        if (type == "close") {
+            int closed = 0;
+            for (const QJsonValue &v : request.value("tabs").toArray()) {
+                const QJsonObject c = v.toObject();
+                for (auto &w : windows)
+                    closed += int(w.removeIf([&](const QJsonObject &t) {
+                        return t.value("tabId") == c.value("tabId") && t.value("url") == c.value("url");
+                    }));
+            }
+            return {{"closed", closed}};
+        }
+        opened.append(request);
+        return {{"ok", true}};
+    }
+
+    void serveOnce()
+    {
+        if (!socket.waitForReadyRead(10))
+            return;
+        for (const QJsonObject &request : reader.feed(socket.readAll())) {
+            QJsonObject reply = answer(request);
+            reply.insert("id", request.value("id"));
+            socket.write(NativeFrame::encode(reply));
+            socket.flush();
+        }
+    }
+};
+
+QJsonObject tab(int id, const QString &url, const QString &title = {})
+{
+    QJsonObject t{{"tabId", id}, {"url", url}};
+    if (!title.isNull())
+        t.insert("title", title);
+    return t;
+}
+
+// Runs call on a worker thread while the fakes answer on this one.
+template <typename F>
+auto serving(QList<FakeExtension *> fakes, F call)
+{
+    auto result = std::async(std::launch::async, call);
+    while (result.wait_for(0ms) != std::future_status::ready)
+        for (FakeExtension *fake : fakes)
+            fake->serveOnce();
+    return result.get();
+}
+
+} // namespace
+
+class TestExtensionBridge : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+    void noBrowserIsNotRunning();
+    void snapshotNumbersAcrossBrowsers();
+    void countAddsBrowsers();
+    void closeTabs_data();
+    void closeTabs();
+    void refusalBecomesScriptFailed();
+    void reopenUsesLastConnected();
+
+private:
+    std::unique_ptr<QTemporaryDir> m_dir;
+    std::unique_ptr<BrowserHub> m_hub;
+    FakeExtension m_chromium{QStringLiteral("chromium")};
+    FakeExtension m_firefox{QStringLiteral("firefox")};
+};
+
+void TestExtensionBridge::init()
+{
+    m_dir = std::make_unique<QTemporaryDir>();
+    m_hub = std::make_unique<BrowserHub>(m_dir->path() + "/pellmora/browser.sock");
+    QVERIFY(m_hub->start().ok());
+    m_chromium.windows = {{tab(1, "https://a.ch/1", "A1"), tab(2, "about:blank"), tab(3, "https://b.ch/x")},
+                          {tab(4, "about:blank")}};
+    m_firefox.windows = {{tab(10, "https://Docs.example.org/p", "Docs"), tab(11, "https://a.ch/1", "A1 again")}};
+    m_chromium.refuse.clear();
+    m_firefox.opened.clear();
+    m_chromium.opened.clear();
+    QVERIFY(m_chromium.connectTo(m_hub->socketPath()));
+    QVERIFY(m_hub->waitForBrowsers(1, 3s));
+    QVERIFY(m_firefox.connectTo(m_hub->socketPath()));
+    QVERIFY(m_hub->waitForBrowsers(2, 3s));
+}
+
+void TestExtensionBridge::cleanup()
+{
+    m_chromium.socket.abort();
+    m_firefox.socket.abort();
+    m_chromium.reader = NativeFrame();
+    m_firefox.reader = NativeFrame();
+    m_hub.reset();
+    m_dir.reset();
+}
+
+void TestExtensionBridge::noBrowserIsNotRunning()
+{
+    m_chromium.socket.abort();
+    m_firefox.socket.abort();
+    QVERIFY(m_hub->waitForBrowsers(0, 3s));
+    ExtensionBridge bridge(m_hub.get());
+    QVERIFY(!bridge.isSafariRunning());
+    QCOMPARE(bridge.snapshotWindows().error(), SafariError::notRunning());
+    QCOMPARE(bridge.countTabs().error(), SafariError::notRunning());
+    QCOMPARE(bridge.closeTabs({"https://a.ch/1"}, {}).error(), SafariError::notRunning());
+    QCOMPARE(bridge.reopen({QUrl("https://a.ch/")}, true).error(), SafariError::notRunning());
+    QVERIFY(bridge.reopen({}, true).ok());
+}
+
+void TestExtensionBridge::snapshotNumbersAcrossBrowsers()
+{
+    ExtensionBridge bridge(m_hub.get());
+    QVERIFY(bridge.isSafariRunning());
+    const auto windows = serving({&m_chromium, &m_firefox}, [&] { return bridge.snapshotWindows(); });
+    QVERIFY(windows.ok());
+    // Chromium's second window holds only a blank tab and is left out, but
+    // still takes number 2; the blank tab leaves a gap at position 2.
+    const QList<SafariWindow> expected{
+        {1, {{"A1", "https://a.ch/1", 1}, {"https://b.ch/x", "https://b.ch/x", 3}}},
+        {3, {{"Docs", "https://Docs.example.org/p", 1}, {"A1 again", "https://a.ch/1", 2}}},
+    };
+    QCOMPARE(windows.value(), expected);
+}
+
+void TestExtensionBridge::countAddsBrowsers()
+{
+    ExtensionBridge bridge(m_hub.get());
+    const auto count = serving({&m_chromium, &m_firefox}, [&] { return bridge.countTabs(); });
+    QVERIFY(count.ok());
+    QCOMPARE(count.value(), (SafariTabCount{6, 3}));
+}
+
+void TestExtensionBridge::closeTabs_data()
+{
+    QTest::addColumn<QStringList>("saved");
+    QTest::addColumn<QStringList>("keep");
+    QTest::addColumn<int>("closed");
+    QTest::addColumn<int>("chromiumLeft");
+    QTest::addColumn<int>("firefoxLeft");
+
+    QTest::newRow("exact address in both browsers") << QStringList{"https://a.ch/1"} << QStringList{} << 2 << 3 << 1;
+    QTest::newRow("prefix is no match") << QStringList{"https://a.ch/"} << QStringList{} << 0 << 4 << 2;
+    QTest::newRow("keep domain in capitals") << QStringList{"https://a.ch/1", "https://b.ch/x"}
+                                             << QStringList{"A.CH"} << 1 << 3 << 2;
+    // The keep list is lower-cased but addresses are not, so a capitalised
+    // host is not protected by it.
+    QTest::newRow("address in capitals") << QStringList{"https://Docs.example.org/p"}
+                                         << QStringList{"docs.example.org"} << 1 << 4 << 1;
+}
+
+void TestExtensionBridge::closeTabs()
+{
+    QFETCH(QStringList, saved);
+    QFETCH(QStringList, keep);
+    QFETCH(int, closed);
+    QFETCH(int, chromiumLeft);
+    QFETCH(int, firefoxLeft);
+
+    ExtensionBridge bridge(m_hub.get());
+    const QSet<QString> urls(saved.cbegin(), saved.cend());
+    const auto result = serving({&m_chromium, &m_firefox}, [&] { return bridge.closeTabs(urls, keep); });
+    QVERIFY(result.ok());
+    QCOMPARE(result.value(), closed);
+    QCOMPARE(m_chromium.windows.at(0).size() + m_chromium.windows.at(1).size(), chromiumLeft);
+    QCOMPARE(m_firefox.windows.at(0).size(), firefoxLeft);
+}
+
+void TestExtensionBridge::refusalBecomesScriptFailed()
+{
+    m_chromium.refuse = "Kein Zugriff auf Tabs";
+    ExtensionBridge bridge(m_hub.get());
+    const auto windows = serving({&m_chromium, &m_firefox}, [&] { return bridge.snapshotWindows(); });
+    QVERIFY(!windows.ok());
+    QCOMPARE(windows.error(), SafariError::scriptFailed(0, "Kein Zugriff auf Tabs"));
+}
+
+void TestExtensionBridge::reopenUsesLastConnected()
+{
+    ExtensionBridge bridge(m_hub.get());
+    const QList<QUrl> urls{QUrl("https://a.ch/1"), QUrl("https://b.ch/x?q=%C3%A4")};
+    const auto status = serving({&m_chromium, &m_firefox}, [&] { return bridge.reopen(urls, true); });
+    QVERIFY(status.ok());
+    QVERIFY(m_chromium.opened.isEmpty());
+    QCOMPARE(m_firefox.opened.size(), 1);
+    const QJsonObject request = m_firefox.opened.at(0);
+    QCOMPARE(request.value("newWindow").toBool(), true);
+    QCOMPARE(request.value("urls").toArray(), (QJsonArray{"https://a.ch/1", "https://b.ch/x?q=%C3%A4"}));
+}
+
+QTEST_GUILESS_MAIN(TestExtensionBridge)
+#include "TestExtensionBridge.moc"
