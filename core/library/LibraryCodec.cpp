@@ -1,10 +1,13 @@
 #include "LibraryCodec.h"
 
+#include "FloatText.h"
+
 #include <QDate>
 
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 #include <string>
 #include <string_view>
@@ -287,11 +290,14 @@ public:
 
     float real()
     {
-        const Number n = number();
+        ws();
         float f = 0;
-        const auto [ptr, ec] = std::from_chars(n.begin, n.end, f);
-        if (ec != std::errc() || ptr != n.end)
+        const FloatText::ReadResult r = FloatText::read(m_p, m_end, f);
+        if (r.status == FloatText::ReadStatus::notANumber)
+            fail(QStringLiteral("Zahl erwartet"));
+        if (r.status == FloatText::ReadStatus::outOfRange)
             fail(QStringLiteral("Zahl ausserhalb des Bereichs"));
+        m_p = r.end;
         return f;
     }
 
@@ -393,7 +399,19 @@ private:
     bool scanPlain()
     {
         for (;;) {
-            // Bulk-skip the common printable ASCII bytes.
+            // Bulk-skip the common printable ASCII bytes, eight at a time
+            // first (a false alarm only ends the fast part early).
+            while (m_end - m_p >= 8) {
+                std::uint64_t w;
+                std::memcpy(&w, m_p, 8);
+                constexpr std::uint64_t lanes = 0x0101010101010101;
+                constexpr std::uint64_t high = 0x8080808080808080;
+                const auto hasZero = [](std::uint64_t x) { return ((x - lanes) & ~x & high) != 0; };
+                if ((w & high) || ((w - 0x20 * lanes) & ~w & high) || hasZero(w ^ ('"' * lanes))
+                    || hasZero(w ^ ('\\' * lanes)))
+                    break;
+                m_p += 8;
+            }
             while (m_p < m_end) {
                 const unsigned char c = static_cast<unsigned char>(*m_p);
                 if (c < 0x20 || c == '"' || c == '\\' || c >= 0x80)
@@ -765,6 +783,20 @@ LibraryData readLibrary(Reader &r, const QDateTime &now)
     return data;
 }
 
+// True when none of the four UTF-16 units in w needs more than copying its
+// low byte: no control character, no non-ASCII, no '"', '\\' or '/'.
+bool plainAscii(std::uint64_t w)
+{
+    constexpr std::uint64_t lanes = 0x0001000100010001;
+    constexpr std::uint64_t high = 0x8000800080008000;
+    const auto hasZero = [](std::uint64_t x) { return ((x - lanes) & ~x & high) != 0; };
+    if (w & 0xFF80FF80FF80FF80)
+        return false;
+    if ((w - 0x20 * lanes) & ~w & high)
+        return false;
+    return !hasZero(w ^ ('"' * lanes)) && !hasZero(w ^ ('\\' * lanes)) && !hasZero(w ^ ('/' * lanes));
+}
+
 class Writer
 {
 public:
@@ -828,6 +860,20 @@ public:
         const char16_t *p = reinterpret_cast<const char16_t *>(s.constData());
         const char16_t *end = p + s.size();
         while (p < end) {
+            // Four units at a time while they are plain ASCII (false alarms
+            // only send a block down the slow path).
+            if (end - p >= 4) {
+                std::uint64_t w;
+                std::memcpy(&w, p, 8);
+                if (plainAscii(w)) {
+                    const auto packed = std::uint32_t((w & 0xFF) | (w >> 8 & 0xFF00) | (w >> 16 & 0xFF0000)
+                                                      | (w >> 24 & 0xFF000000));
+                    std::memcpy(d, &packed, 4);
+                    d += 4;
+                    p += 4;
+                    continue;
+                }
+            }
             const char16_t c = *p++;
             if (c >= 0x20 && c < 0x80) {
                 if (c == u'"' || c == u'\\' || c == u'/') {
@@ -931,13 +977,23 @@ public:
 
     void boolean(bool b) { raw(b ? "true"sv : "false"sv); }
 
-    // Shortest text that reads back to the same float.
-    bool real(float f)
+    // An array of floats, each in the shortest text that reads back to it;
+    // false for a value JSON cannot hold.
+    bool reals(const Vector &v)
     {
-        if (!std::isfinite(f))
-            return false;
-        room(32);
-        cur = std::to_chars(cur, cap, f).ptr;
+        room(v.size() * qsizetype(FloatText::kMaxLength + 1) + 2);
+        char *d = cur;
+        *d++ = '[';
+        for (const float f : v) {
+            if (!std::isfinite(f))
+                return false;
+            d = FloatText::write(d, f);
+            *d++ = ',';
+        }
+        if (!v.isEmpty())
+            --d; // the last comma
+        *d++ = ']';
+        cur = d;
         return true;
     }
 
@@ -1120,15 +1176,9 @@ Result<QByteArray> encode(const LibraryData &data)
         w.string(keys.at(i));
         w.ch(':');
         const Vector &v = *data.embeddings.constFind(keys.at(i));
-        w.ch('[');
-        for (qsizetype j = 0; j < v.size(); ++j) {
-            if (j)
-                w.ch(',');
-            if (!w.real(v.at(j)))
-                return Result<QByteArray>::failure(
-                    QStringLiteral("Ein Textvektor enthält einen ungültigen Zahlenwert."));
-        }
-        w.ch(']');
+        if (!w.reals(v))
+            return Result<QByteArray>::failure(
+                QStringLiteral("Ein Textvektor enthält einen ungültigen Zahlenwert."));
     }
     w.ch('}');
     w.key("hints"sv);

@@ -1,0 +1,149 @@
+#include <QTest>
+
+#include <bit>
+#include <charconv>
+#include <cstdint>
+#include <limits>
+
+#include "FloatText.h"
+
+// The library file's float conversions against the standard library's
+// (correctly rounded, shortest) ones.
+class TestFloatText : public QObject
+{
+    Q_OBJECT
+
+private:
+    static QByteArray standardText(float f)
+    {
+        char buf[64];
+        return QByteArray(buf, std::to_chars(buf, buf + sizeof buf, f).ptr - buf);
+    }
+    static QByteArray ownText(float f)
+    {
+        char buf[FloatText::kMaxLength + 8];
+        return QByteArray(buf, FloatText::write(buf, f) - buf);
+    }
+
+private slots:
+    void writesLikeTheStandardLibrary_data()
+    {
+        QTest::addColumn<float>("value");
+        QTest::addColumn<QByteArray>("text");
+        QTest::newRow("zero") << 0.0f << QByteArray("0");
+        QTest::newRow("negative zero") << -0.0f << QByteArray("-0");
+        QTest::newRow("one tenth") << 0.1f << QByteArray("0.1");
+        QTest::newRow("a weight") << 0.7746f << QByteArray("0.7746");
+        QTest::newRow("next float after 0.1") << 0.10000001f << QByteArray("0.10000001");
+        QTest::newRow("one third") << 1.0f / 3.0f << QByteArray("0.33333334");
+        QTest::newRow("scientific is shorter") << 1e-5f << QByteArray("1e-05");
+        QTest::newRow("1e-4 too") << 1e-4f << QByteArray("1e-04");
+        QTest::newRow("fixed on a tie of lengths") << 0.001f << QByteArray("0.001");
+        QTest::newRow("integral") << 3.0f << QByteArray("3");
+        QTest::newRow("point inside") << -12.375f << QByteArray("-12.375");
+        QTest::newRow("power of two, lopsided interval") << 0.5f << QByteArray("0.5");
+        QTest::newRow("rounding up to a power of ten") << 9.9999999e-3f << QByteArray("0.01");
+        QTest::newRow("large") << 3.40282347e38f << QByteArray("3.4028235e+38");
+        QTest::newRow("smallest normal") << 1.17549435e-38f << QByteArray("1.1754944e-38");
+        QTest::newRow("denormal") << 1.4e-45f << QByteArray("1e-45");
+        QTest::newRow("big integer") << 16777216.0f << QByteArray("16777216");
+    }
+
+    void writesLikeTheStandardLibrary()
+    {
+        QFETCH(float, value);
+        QFETCH(QByteArray, text);
+        QCOMPARE(standardText(value), text); // the table itself is right
+        QCOMPARE(ownText(value), text);
+    }
+
+    // Every 9,973rd bit pattern of both signs: all exponents, regular and
+    // lopsided intervals, fixed and scientific forms.
+    void writesAndReadsBackAcrossTheRange()
+    {
+        int checked = 0;
+        for (std::uint64_t bits = 0; bits < 0x7F800000u; bits += 9973) {
+            for (const std::uint32_t sign : {0u, 0x80000000u}) {
+                const float f = std::bit_cast<float>(std::uint32_t(bits) | sign);
+                const QByteArray text = ownText(f);
+                if (text != standardText(f))
+                    QFAIL(qPrintable(QStringLiteral("%1: %2 instead of %3")
+                                         .arg(bits, 8, 16, QLatin1Char('0'))
+                                         .arg(QString::fromLatin1(text), QString::fromLatin1(standardText(f)))));
+                float back = 0;
+                const FloatText::ReadResult r = FloatText::read(text.constBegin(), text.constEnd(), back);
+                QCOMPARE(r.status, FloatText::ReadStatus::ok);
+                QCOMPARE(r.end, text.constEnd());
+                QCOMPARE(std::bit_cast<std::uint32_t>(back), std::bit_cast<std::uint32_t>(f));
+                ++checked;
+            }
+        }
+        QVERIFY(checked > 400000);
+    }
+
+    void readsLikeTheStandardLibrary_data()
+    {
+        QTest::addColumn<QByteArray>("text");
+        QTest::newRow("plain") << QByteArray("0.25");
+        QTest::newRow("many digits") << QByteArray("0.123456789012345678901234567");
+        QTest::newRow("more than 19 significant digits") << QByteArray("12345678901234567890123");
+        QTest::newRow("exponent") << QByteArray("-7.5E+3");
+        QTest::newRow("small exponent") << QByteArray("2e-30");
+        QTest::newRow("leading fraction zeros") << QByteArray("0.0000000000000000000001234");
+        // 1 + 2^-24 lies exactly between two floats; the double on the way
+        // holds it exactly and the tie must go to the even one.
+        QTest::newRow("tie between floats") << QByteArray("1.000000059604644775390625");
+        QTest::newRow("just above the tie") << QByteArray("1.000000059604644775390626");
+        QTest::newRow("denormal") << QByteArray("1.4e-45");
+        QTest::newRow("largest") << QByteArray("3.4028235e38");
+        QTest::newRow("negative zero") << QByteArray("-0.0");
+    }
+
+    void readsLikeTheStandardLibrary()
+    {
+        QFETCH(QByteArray, text);
+        float expected = 0;
+        const auto standard = std::from_chars(text.constBegin(), text.constEnd(), expected);
+        QCOMPARE(standard.ptr, text.constEnd());
+        float own = 1;
+        const FloatText::ReadResult r = FloatText::read(text.constBegin(), text.constEnd(), own);
+        QCOMPARE(r.status, FloatText::ReadStatus::ok);
+        QCOMPARE(r.end, text.constEnd());
+        QCOMPARE(std::bit_cast<std::uint32_t>(own), std::bit_cast<std::uint32_t>(expected));
+    }
+
+    void readStopsAtTheNumber_data()
+    {
+        QTest::addColumn<QByteArray>("text");
+        QTest::addColumn<int>("length");
+        QTest::addColumn<int>("status");
+        const int ok = int(FloatText::ReadStatus::ok);
+        const int notANumber = int(FloatText::ReadStatus::notANumber);
+        const int outOfRange = int(FloatText::ReadStatus::outOfRange);
+        QTest::newRow("before a comma") << QByteArray("0.5,1") << 3 << ok;
+        QTest::newRow("leading zero ends the number") << QByteArray("012") << 1 << ok;
+        QTest::newRow("no digits") << QByteArray("-") << 1 << notANumber;
+        QTest::newRow("point without digits") << QByteArray("1.e5") << 2 << notANumber;
+        QTest::newRow("exponent without digits") << QByteArray("1e+") << 3 << notANumber;
+        QTest::newRow("plus sign") << QByteArray("+1") << 0 << notANumber;
+        QTest::newRow("too large") << QByteArray("1e39") << 4 << outOfRange;
+        QTest::newRow("huge exponent") << QByteArray("1e999999999") << 11 << outOfRange;
+        QTest::newRow("too small") << QByteArray("1e-50") << 5 << outOfRange;
+        QTest::newRow("zero with a huge exponent") << QByteArray("0e999999") << 8 << ok;
+    }
+
+    void readStopsAtTheNumber()
+    {
+        QFETCH(QByteArray, text);
+        QFETCH(int, length);
+        QFETCH(int, status);
+        float f = 0;
+        const FloatText::ReadResult r = FloatText::read(text.constBegin(), text.constEnd(), f);
+        QCOMPARE(int(r.status), status);
+        if (r.status != FloatText::ReadStatus::notANumber)
+            QCOMPARE(int(r.end - text.constBegin()), length);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestFloatText)
+#include "TestFloatText.moc"
