@@ -270,6 +270,24 @@ char *writeExact(char *out, float f)
     return format(out, negative, m, e);
 }
 
+// Whether the eight bytes of w are all ASCII digits.
+bool eightDigits(std::uint64_t w)
+{
+    return (((w + 0x4646464646464646) | (w - 0x3030303030303030)) & 0x8080808080808080) == 0;
+}
+
+// The number eight ASCII digits in reading order stand for: pairs, then
+// quadruples, combined in all lanes at once.
+std::uint32_t valueOfEightDigits(std::uint64_t w)
+{
+    w -= 0x3030303030303030;
+    w = w * 10 + (w >> 8);
+    w = ((w & 0x000000FF000000FF) * (100 + (1000000ULL << 32))
+         + ((w >> 16) & 0x000000FF000000FF) * (1 + (10000ULL << 32)))
+        >> 32;
+    return std::uint32_t(w);
+}
+
 } // namespace
 
 namespace FloatText {
@@ -299,31 +317,33 @@ ReadResult read(const char *begin, const char *end, float &out)
     if (!digit())
         return {p, ReadStatus::notANumber};
 
+    // All digits go into the mantissa, leading zeros of a fraction too;
+    // beyond 19 of them it may wrap, and only the slow path reads it.
     std::uint64_t mantissa = 0;
-    int significant = 0; // digits in mantissa, leading zeros not counted
+    int digits = 0;
     int exponent = 0;
-    auto take = [&](int scale) {
-        const unsigned d = unsigned(*p++ - '0');
-        if (significant < 19) {
-            mantissa = mantissa * 10 + d;
-            significant += mantissa != 0;
-            exponent += scale;
-        } else {
-            significant = 20; // more digits than the fast path holds
-            exponent += scale + 1;
-        }
-    };
-    if (*p == '0')
+    if (*p == '0') {
         ++p;
-    else
+    } else {
+        const char *first = p;
         while (digit())
-            take(0);
+            mantissa = mantissa * 10 + unsigned(*p++ - '0');
+        digits = int(p - first);
+    }
     if (p < end && *p == '.') {
         ++p;
         if (!digit())
             return {p, ReadStatus::notANumber};
+        const char *first = p;
+        std::uint64_t w;
+        while (end - p >= 8 && (std::memcpy(&w, p, 8), eightDigits(w))) {
+            mantissa = mantissa * 100000000 + valueOfEightDigits(w);
+            p += 8;
+        }
         while (digit())
-            take(-1);
+            mantissa = mantissa * 10 + unsigned(*p++ - '0');
+        digits += int(p - first);
+        exponent = -int(p - first);
     }
     if (p < end && (*p == 'e' || *p == 'E')) {
         ++p;
@@ -341,11 +361,11 @@ ReadResult read(const char *begin, const char *end, float &out)
         exponent += negativeExponent ? -e : e;
     }
 
-    if (mantissa == 0 && significant == 0) {
+    if (digits <= 19 && mantissa == 0) {
         out = negative ? -0.0f : 0.0f;
         return {p, ReadStatus::ok};
     }
-    if (significant <= 19 && mantissa <= (std::uint64_t(1) << 53) && exponent >= -22 && exponent <= 22) {
+    if (digits <= 19 && mantissa <= (std::uint64_t(1) << 53) && exponent >= -22 && exponent <= 22) {
         double d = double(std::int64_t(mantissa));
         d = exponent < 0 ? d / kExactPow10[std::size_t(-exponent)] : d * kExactPow10[std::size_t(exponent)];
         if (d >= double(std::numeric_limits<float>::min()) && d <= double(std::numeric_limits<float>::max())) {
