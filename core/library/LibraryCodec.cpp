@@ -3,6 +3,7 @@
 #include "FloatText.h"
 
 #include <QDate>
+#include <QStringEncoder>
 
 #include <algorithm>
 #include <charconv>
@@ -11,6 +12,7 @@
 #include <cstring>
 #include <string>
 #include <string_view>
+#include <vector>
 
 // A hand-written streaming reader and writer: libraries of many thousand
 // tabs with page texts and vectors must load and save without a visible
@@ -783,18 +785,15 @@ LibraryData readLibrary(Reader &r, const QDateTime &now)
     return data;
 }
 
-// True when none of the four UTF-16 units in w needs more than copying its
-// low byte: no control character, no non-ASCII, no '"', '\\' or '/'.
-bool plainAscii(std::uint64_t w)
+// False when none of the eight bytes in w is one that JSON escapes (a
+// control character, '"', '\\' or '/'); true may be a false alarm.
+bool mayNeedEscape(std::uint64_t w)
 {
-    constexpr std::uint64_t lanes = 0x0001000100010001;
-    constexpr std::uint64_t high = 0x8000800080008000;
+    constexpr std::uint64_t lanes = 0x0101010101010101;
+    constexpr std::uint64_t high = 0x8080808080808080;
     const auto hasZero = [](std::uint64_t x) { return ((x - lanes) & ~x & high) != 0; };
-    if (w & 0xFF80FF80FF80FF80)
-        return false;
-    if ((w - 0x20 * lanes) & ~w & high)
-        return false;
-    return !hasZero(w ^ ('"' * lanes)) && !hasZero(w ^ ('\\' * lanes)) && !hasZero(w ^ ('/' * lanes));
+    return ((w - 0x20 * lanes) & ~w & high) || hasZero(w ^ ('"' * lanes)) || hasZero(w ^ ('\\' * lanes))
+        || hasZero(w ^ ('/' * lanes));
 }
 
 class Writer
@@ -851,80 +850,17 @@ public:
         *cur++ = ':';
     }
 
+    // UTF-8 through Qt's vectorised encoder (a lone surrogate becomes
+    // U+FFFD), then the few bytes JSON escapes are widened in place.
     void string(const QString &s)
     {
-        // Worst case: every unit becomes a six-byte \u00XX escape.
+        // Worst case: every unit a control character, six bytes as \u00XX.
         room(s.size() * 6 + 2);
-        char *d = cur;
-        *d++ = '"';
-        const char16_t *p = reinterpret_cast<const char16_t *>(s.constData());
-        const char16_t *end = p + s.size();
-        while (p < end) {
-            // Four units at a time while they are plain ASCII (false alarms
-            // only send a block down the slow path).
-            if (end - p >= 4) {
-                std::uint64_t w;
-                std::memcpy(&w, p, 8);
-                if (plainAscii(w)) {
-                    const auto packed = std::uint32_t((w & 0xFF) | (w >> 8 & 0xFF00) | (w >> 16 & 0xFF0000)
-                                                      | (w >> 24 & 0xFF000000));
-                    std::memcpy(d, &packed, 4);
-                    d += 4;
-                    p += 4;
-                    continue;
-                }
-            }
-            const char16_t c = *p++;
-            if (c >= 0x20 && c < 0x80) {
-                if (c == u'"' || c == u'\\' || c == u'/') {
-                    *d++ = '\\';
-                }
-                *d++ = char(c);
-                continue;
-            }
-            if (c < 0x20) {
-                static const char hexDigits[] = "0123456789abcdef";
-                *d++ = '\\';
-                switch (c) {
-                case u'\n': *d++ = 'n'; continue;
-                case u'\r': *d++ = 'r'; continue;
-                case u'\t': *d++ = 't'; continue;
-                case u'\b': *d++ = 'b'; continue;
-                case u'\f': *d++ = 'f'; continue;
-                default: break;
-                }
-                *d++ = 'u';
-                *d++ = '0';
-                *d++ = '0';
-                *d++ = hexDigits[c >> 4];
-                *d++ = hexDigits[c & 0xF];
-                continue;
-            }
-            if (c < 0x800) {
-                *d++ = char(0xC0 | (c >> 6));
-                *d++ = char(0x80 | (c & 0x3F));
-                continue;
-            }
-            char32_t cp = c;
-            if (c >= 0xD800 && c <= 0xDBFF && p < end && *p >= 0xDC00 && *p <= 0xDFFF) {
-                cp = 0x10000 + ((char32_t(c) - 0xD800) << 10) + (char32_t(*p) - 0xDC00);
-                ++p;
-            } else if (c >= 0xD800 && c <= 0xDFFF) {
-                cp = 0xFFFD; // a lone surrogate has no UTF-8 form
-            }
-            if (cp < 0x10000) {
-                *d++ = char(0xE0 | (cp >> 12));
-                *d++ = char(0x80 | ((cp >> 6) & 0x3F));
-                *d++ = char(0x80 | (cp & 0x3F));
-            } else {
-                *d++ = char(0xF0 | (cp >> 18));
-                *d++ = char(0x80 | ((cp >> 12) & 0x3F));
-                *d++ = char(0x80 | ((cp >> 6) & 0x3F));
-                *d++ = char(0x80 | (cp & 0x3F));
-            }
-        }
-        *d++ = '"';
-        cur = d;
+        *cur++ = '"';
+        char *const start = cur;
+        char *const end = m_utf8.appendToBuffer(start, s);
+        cur = escapeInPlace(start, end);
+        *cur++ = '"';
     }
 
     void strings(const QStringList &list)
@@ -1017,9 +953,80 @@ public:
     }
 
 private:
+    // Widens the bytes in [start, end) that JSON escapes, with room behind
+    // end for the growth; returns the new end.
+    char *escapeInPlace(char *start, char *end)
+    {
+        m_escapes.clear();
+        qsizetype growth = 0;
+        for (const char *p = start; p < end;) {
+            if (end - p >= 8) {
+                std::uint64_t w;
+                std::memcpy(&w, p, 8);
+                if (!mayNeedEscape(w)) {
+                    p += 8;
+                    continue;
+                }
+            }
+            const auto c = static_cast<unsigned char>(*p);
+            if (c < 0x20 || c == '"' || c == '\\' || c == '/') {
+                m_escapes.push_back(p - start);
+                growth += escapeLength(c) - 1;
+            }
+            ++p;
+        }
+        if (m_escapes.empty())
+            return end;
+        // From the back: each stretch moves once, by the growth still ahead.
+        char *const newEnd = end + growth;
+        char *dst = newEnd;
+        const char *src = end;
+        for (auto it = m_escapes.rbegin(); it != m_escapes.rend(); ++it) {
+            const char *at = start + *it;
+            const std::size_t tail = std::size_t(src - at - 1);
+            dst -= tail;
+            std::memmove(dst, at + 1, tail);
+            const auto c = static_cast<unsigned char>(*at);
+            dst -= escapeLength(c);
+            writeEscape(dst, c);
+            src = at;
+        }
+        return newEnd;
+    }
+
+    static int escapeLength(unsigned char c)
+    {
+        if (c >= 0x20 || c == '\n' || c == '\r' || c == '\t' || c == '\b' || c == '\f')
+            return 2;
+        return 6;
+    }
+
+    static void writeEscape(char *d, unsigned char c)
+    {
+        static const char hexDigits[] = "0123456789abcdef";
+        d[0] = '\\';
+        switch (c) {
+        case '\n': d[1] = 'n'; return;
+        case '\r': d[1] = 'r'; return;
+        case '\t': d[1] = 't'; return;
+        case '\b': d[1] = 'b'; return;
+        case '\f': d[1] = 'f'; return;
+        default: break;
+        }
+        if (c >= 0x20) {
+            d[1] = char(c);
+            return;
+        }
+        std::memcpy(d + 1, "u00", 3);
+        d[4] = hexDigits[c >> 4];
+        d[5] = hexDigits[c & 0xF];
+    }
+
     QByteArray out;
     char *cur = nullptr;
     char *cap = nullptr;
+    QStringEncoder m_utf8{QStringEncoder::Utf8, QStringEncoder::Flag::Stateless};
+    std::vector<qsizetype> m_escapes;
 };
 
 void writeTab(Writer &w, const SavedTab &t)

@@ -68,6 +68,8 @@ LibraryData fullLibrary()
 
 } // namespace
 
+using namespace Qt::StringLiterals;
+
 class TestLibraryCodec : public QObject
 {
     Q_OBJECT
@@ -253,6 +255,38 @@ private Q_SLOTS:
         QCOMPARE(error.error, QJsonParseError::NoError);
         QCOMPARE(doc.object().value(u"tabs").toArray().at(0).toObject().value(u"url").toString(),
                  d.tabs.at(0).url);
+    }
+
+    // Text as written: escapes at the edges, next to each other and across
+    // the eight-byte blocks the writer scans, multi-byte characters kept raw.
+    void writtenText_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QByteArray>("json");
+        QTest::newRow("plain, longer than a block") << u"abcdefghijklmnopq"_s << QByteArray("\"abcdefghijklmnopq\"");
+        QTest::newRow("escape first and last") << u"/abcdefghij\""_s << QByteArray("\"\\/abcdefghij\\\"\"");
+        QTest::newRow("escapes side by side") << u"\n\t\r\b\f"_s << QByteArray("\"\\n\\t\\r\\b\\f\"");
+        QTest::newRow("control characters") << u"a\u0001bcdefgh\u001fi"_s
+                                            << QByteArray("\"a\\u0001bcdefgh\\u001fi\"");
+        QTest::newRow("escape after a block") << u"12345678\\"_s << QByteArray("\"12345678\\\\\"");
+        QTest::newRow("umlaut, emoji, escape") << u"Gr\u00fcezi \U0001F319/x"_s
+                                              << QByteArray("\"Gr\xC3\xBC" "ezi \xF0\x9F\x8C\x99\\/x\"");
+        QTest::newRow("lone surrogate") << (u"a"_s + QChar(0xD83D) + u"b"_s) << QByteArray("\"a\xEF\xBF\xBD" "b\"");
+        QTest::newRow("empty") << QString() << QByteArray("\"\"");
+    }
+
+    void writtenText()
+    {
+        QFETCH(QString, text);
+        QFETCH(QByteArray, json);
+        LibraryData d;
+        d.embedderKind = text;
+        const QByteArray bytes = *LibraryCodec::encode(d);
+        QVERIFY2(bytes.contains("\"embedderKind\":" + json + ","), bytes.constData());
+        const auto back = LibraryCodec::decode(bytes, kNow);
+        QVERIFY(back.ok());
+        if (!text.contains(QChar(0xD83D)))
+            QCOMPARE(back->embedderKind, text);
     }
 
     void optionalKeysLeftOut()
