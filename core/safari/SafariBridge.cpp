@@ -253,7 +253,9 @@ SafariStatus SafariBridge::reopen(const QList<QUrl> &urls, bool newWindow)
 
 void SafariBridge::openWithWorkspace(const QList<QUrl> &urls)
 {
-    if (!m_opener)
+    if (!m_opener || urls.isEmpty())
+        return;
+    if (m_opener->openInSafari(urls))
         return;
     for (const QUrl &url : urls)
         m_opener->open(url);

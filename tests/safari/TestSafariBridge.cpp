@@ -25,11 +25,20 @@ ScriptRunner::Failure failure(std::optional<int> number, std::optional<QString> 
 class RecordingOpener final : public UrlOpener
 {
 public:
+    bool openInSafari(const QList<QUrl> &urls) override
+    {
+        if (!knowsSafari)
+            return false;
+        safariRequests.append(urls);
+        return true;
+    }
     bool open(const QUrl &url) override
     {
         opened.append(url);
         return true;
     }
+    bool knowsSafari = false;
+    QList<QList<QUrl>> safariRequests;
     QList<QUrl> opened;
 };
 
@@ -53,6 +62,7 @@ private slots:
     void countTabs();
     void notRunningRunsNothing();
     void reopenEmptyRunsNothing();
+    void openWithWorkspace_data();
     void openWithWorkspace();
 };
 
@@ -333,15 +343,35 @@ void TestSafariBridge::reopenEmptyRunsNothing()
     QVERIFY(runner.scripts().isEmpty());
 }
 
+void TestSafariBridge::openWithWorkspace_data()
+{
+    QTest::addColumn<bool>("knowsSafari");
+    QTest::addColumn<int>("safariRequests");
+    QTest::addColumn<int>("openedOneByOne");
+    QTest::newRow("Safari installed: one request") << true << 1 << 0;
+    QTest::newRow("install location unknown: default handler each") << false << 0 << 2;
+}
+
 void TestSafariBridge::openWithWorkspace()
 {
+    QFETCH(bool, knowsSafari);
+    QFETCH(int, safariRequests);
+    QFETCH(int, openedOneByOne);
     FakeScriptRunner runner;
     RecordingOpener opener;
+    opener.knowsSafari = knowsSafari;
     SafariBridge bridge(&runner, &opener);
     const QList<QUrl> urls{QUrl("https://a.example/"), QUrl("https://b.example/")};
     bridge.openWithWorkspace(urls);
-    QCOMPARE(opener.opened, urls);
+    QCOMPARE(opener.safariRequests.size(), safariRequests);
+    if (safariRequests)
+        QCOMPARE(opener.safariRequests.first(), urls);
+    QCOMPARE(opener.opened.size(), openedOneByOne);
+    if (openedOneByOne)
+        QCOMPARE(opener.opened, urls);
     QVERIFY(runner.scripts().isEmpty());
+    bridge.openWithWorkspace({}); // nothing to hand over
+    QCOMPARE(opener.safariRequests.size() + opener.opened.size(), safariRequests + openedOneByOne);
     SafariBridge without(&runner, nullptr);
     without.openWithWorkspace(urls); // must not crash
 }
