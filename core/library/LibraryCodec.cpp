@@ -6,6 +6,7 @@
 #include <QStringEncoder>
 
 #include <algorithm>
+#include <bit>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
@@ -401,20 +402,25 @@ private:
     bool scanPlain()
     {
         for (;;) {
-            // Bulk-skip the common printable ASCII bytes, eight at a time
-            // first (a false alarm only ends the fast part early).
+            // Bulk-skip the common printable ASCII bytes, eight at a time;
+            // the lowest mark in a block is the first byte that is not one.
+            bool found = false;
             while (m_end - m_p >= 8) {
                 std::uint64_t w;
                 std::memcpy(&w, m_p, 8);
                 constexpr std::uint64_t lanes = 0x0101010101010101;
                 constexpr std::uint64_t high = 0x8080808080808080;
-                const auto hasZero = [](std::uint64_t x) { return ((x - lanes) & ~x & high) != 0; };
-                if ((w & high) || ((w - 0x20 * lanes) & ~w & high) || hasZero(w ^ ('"' * lanes))
-                    || hasZero(w ^ ('\\' * lanes)))
+                const auto zeros = [](std::uint64_t x) { return (x - lanes) & ~x & high; };
+                const std::uint64_t marks = (w & high) | ((w - 0x20 * lanes) & ~w & high)
+                    | zeros(w ^ ('"' * lanes)) | zeros(w ^ ('\\' * lanes));
+                if (marks) {
+                    m_p += std::countr_zero(marks) / 8;
+                    found = true;
                     break;
+                }
                 m_p += 8;
             }
-            while (m_p < m_end) {
+            while (!found && m_p < m_end) {
                 const unsigned char c = static_cast<unsigned char>(*m_p);
                 if (c < 0x20 || c == '"' || c == '\\' || c >= 0x80)
                     break;
@@ -785,15 +791,16 @@ LibraryData readLibrary(Reader &r, const QDateTime &now)
     return data;
 }
 
-// False when none of the eight bytes in w is one that JSON escapes (a
-// control character, '"', '\\' or '/'); true may be a false alarm.
-bool mayNeedEscape(std::uint64_t w)
+// Marks (the high bit of the byte) the bytes of w that JSON escapes: control
+// characters, '"', '\\' and '/'. The lowest mark is always right; marks above
+// it may be false alarms.
+std::uint64_t escapeMarks(std::uint64_t w)
 {
     constexpr std::uint64_t lanes = 0x0101010101010101;
     constexpr std::uint64_t high = 0x8080808080808080;
-    const auto hasZero = [](std::uint64_t x) { return ((x - lanes) & ~x & high) != 0; };
-    return ((w - 0x20 * lanes) & ~w & high) || hasZero(w ^ ('"' * lanes)) || hasZero(w ^ ('\\' * lanes))
-        || hasZero(w ^ ('/' * lanes));
+    const auto zeros = [](std::uint64_t x) { return (x - lanes) & ~x & high; };
+    return ((w - 0x20 * lanes) & ~w & high) | zeros(w ^ ('"' * lanes)) | zeros(w ^ ('\\' * lanes))
+        | zeros(w ^ ('/' * lanes));
 }
 
 class Writer
@@ -963,10 +970,12 @@ private:
             if (end - p >= 8) {
                 std::uint64_t w;
                 std::memcpy(&w, p, 8);
-                if (!mayNeedEscape(w)) {
+                const std::uint64_t marks = escapeMarks(w);
+                if (!marks) {
                     p += 8;
                     continue;
                 }
+                p += std::countr_zero(marks) / 8; // the first mark is a real one
             }
             const auto c = static_cast<unsigned char>(*p);
             if (c < 0x20 || c == '"' || c == '\\' || c == '/') {
