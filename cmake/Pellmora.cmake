@@ -18,6 +18,12 @@ set(PELLMORA_TEST_ENV
     XDG_DATA_HOME=${CMAKE_BINARY_DIR}/test-home/data
     XDG_CONFIG_HOME=${CMAKE_BINARY_DIR}/test-home/config
     XDG_CACHE_HOME=${CMAKE_BINARY_DIR}/test-home/cache)
+if(PELLMORA_SANITIZE)
+    list(APPEND PELLMORA_TEST_ENV
+        "ASAN_OPTIONS=detect_leaks=1:abort_on_error=0:strict_string_checks=1"
+        "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/cmake/lsan-suppressions.txt:print_suppressions=0"
+        "UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1")
+endif()
 
 # pellmora_add_test(NAME name SOURCES a.cpp ... LIBS lib ... [ENV K=V ...] [TIMEOUT s])
 function(pellmora_add_test)
