@@ -1,6 +1,7 @@
 #include "LibraryStore.h"
 
 #include "Clock.h"
+#include "LibraryBackups.h"
 #include "LibraryCodec.h"
 
 #include <QDir>
@@ -72,6 +73,8 @@ Status LibraryStore::save(const LibraryData &data) const
     const auto bytes = LibraryCodec::encode(data);
     if (!bytes)
         return fail(bytes.error());
+    // A failed backup must not stop the user's change from being saved.
+    LibraryBackups(m_filePath).backUpBeforeWrite();
     QSaveFile file(m_filePath);
     if (!file.open(QIODevice::WriteOnly))
         return fail(file.errorString());

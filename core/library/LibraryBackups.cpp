@@ -1,0 +1,172 @@
+#include "LibraryBackups.h"
+
+#include "Fmt.h"
+#include "LibraryCodec.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QRegularExpression>
+#include <QSaveFile>
+
+#include <algorithm>
+
+namespace {
+
+// "2026-11-16" or "2026-11-16-203100"
+const QRegularExpression &keyPattern()
+{
+    static const QRegularExpression pattern(
+        QStringLiteral("^(\\d{4}-\\d{2}-\\d{2})(?:-\\d{6})?$"));
+    return pattern;
+}
+
+std::optional<QByteArray> readAll(const QString &path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return std::nullopt;
+    return file.readAll();
+}
+
+Status writeAtomically(const QString &path, const QByteArray &bytes)
+{
+    if (!QDir().mkpath(QFileInfo(path).absolutePath()))
+        return Status::failure(QStringLiteral("Der Ordner %1 kann nicht angelegt werden.")
+                                   .arg(QFileInfo(path).absolutePath()));
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly))
+        return Status::failure(file.errorString());
+    if (file.write(bytes) != bytes.size()) {
+        const QString reason = file.errorString();
+        file.cancelWriting();
+        return Status::failure(reason);
+    }
+    if (!file.commit())
+        return Status::failure(file.errorString());
+    return Done{};
+}
+
+} // namespace
+
+LibraryBackups::LibraryBackups(QString libraryPath, const Clock &clock)
+    : m_libraryPath(std::move(libraryPath))
+    , m_clock(clock)
+{
+}
+
+QString LibraryBackups::folder() const
+{
+    return QFileInfo(m_libraryPath).dir().filePath(QStringLiteral("backups"));
+}
+
+QString LibraryBackups::pathFor(const QString &key) const
+{
+    return QDir(folder()).filePath(QFileInfo(m_libraryPath).completeBaseName() + u'-' + key
+                                   + QStringLiteral(".json"));
+}
+
+Status LibraryBackups::backUpBeforeWrite() const
+{
+    if (!QFileInfo::exists(m_libraryPath))
+        return Done{};
+    const QString today = Fmt::dayKey(m_clock.now());
+    if (QFileInfo::exists(pathFor(today)))
+        return Done{};
+    const Status copied = copyCurrent(today);
+    if (copied)
+        rotate();
+    return copied;
+}
+
+Status LibraryBackups::copyCurrent(const QString &key) const
+{
+    const auto bytes = readAll(m_libraryPath);
+    if (!bytes)
+        return Status::failure(QStringLiteral("Die Bibliothek kann nicht gelesen werden."));
+    // A corrupt file would push a good copy out of the rotation.
+    if (!LibraryCodec::decode(*bytes, m_clock.now()))
+        return Status::failure(QStringLiteral("Die Bibliothek ist beschädigt und wird nicht gesichert."));
+    return writeAtomically(pathFor(key), *bytes);
+}
+
+QList<LibraryBackup> LibraryBackups::list() const
+{
+    const QString prefix = QFileInfo(m_libraryPath).completeBaseName() + u'-';
+    const QDir dir(folder());
+    QList<LibraryBackup> backups;
+    const QStringList names = dir.entryList({prefix + QStringLiteral("*.json")}, QDir::Files);
+    for (const QString &name : names) {
+        const QString key = name.mid(prefix.size(), name.size() - prefix.size() - 5);
+        const auto match = keyPattern().match(key);
+        if (!match.hasMatch())
+            continue;
+        LibraryBackup backup;
+        backup.path = dir.filePath(name);
+        backup.key = key;
+        backup.day = QDate::fromString(match.captured(1), Qt::ISODate);
+        const auto bytes = readAll(backup.path);
+        backup.size = bytes ? bytes->size() : 0;
+        if (bytes) {
+            const auto decoded = LibraryCodec::decode(*bytes, m_clock.now());
+            if (decoded)
+                backup.tabCount = decoded->tabs.size();
+        }
+        backups.append(backup);
+    }
+    // Keys sort by day; on one day a restore copy (with time) follows the daily one.
+    std::sort(backups.begin(), backups.end(),
+              [](const LibraryBackup &a, const LibraryBackup &b) { return a.key > b.key; });
+    return backups;
+}
+
+void LibraryBackups::rotate() const
+{
+    const QString prefix = QFileInfo(m_libraryPath).completeBaseName() + u'-';
+    QStringList keys;
+    const QStringList names = QDir(folder()).entryList({prefix + QStringLiteral("*.json")}, QDir::Files);
+    for (const QString &name : names) {
+        const QString key = name.mid(prefix.size(), name.size() - prefix.size() - 5);
+        if (keyPattern().match(key).hasMatch())
+            keys.append(key);
+    }
+    std::sort(keys.begin(), keys.end(), std::greater<>());
+    for (qsizetype i = kept; i < keys.size(); ++i)
+        QFile::remove(pathFor(keys.at(i)));
+}
+
+Status LibraryBackups::restore(const QString &key) const
+{
+    if (!keyPattern().match(key).hasMatch())
+        return Status::failure(QStringLiteral("Ungültiges Datum: %1 (erwartet JJJJ-MM-TT)").arg(key));
+    const auto bytes = readAll(pathFor(key));
+    if (!bytes)
+        return Status::failure(QStringLiteral("Keine Sicherung vom %1.").arg(key));
+    const QDateTime now = m_clock.now();
+    if (!LibraryCodec::decode(*bytes, now))
+        return Status::failure(QStringLiteral("Die Sicherung vom %1 ist beschädigt.").arg(key));
+
+    if (const auto current = readAll(m_libraryPath)) {
+        if (LibraryCodec::decode(*current, now)) {
+            // Today's daily copy stays as it is; a second copy that day carries the time.
+            QString saveKey = Fmt::dayKey(now);
+            for (QDateTime at = now; QFileInfo::exists(pathFor(saveKey)); at = at.addSecs(1))
+                saveKey = Fmt::dayKey(at) + u'-' + at.toLocalTime().toString(QStringLiteral("HHmmss"));
+            const Status saved = writeAtomically(pathFor(saveKey), *current);
+            if (!saved)
+                return Status::failure(QStringLiteral("Die aktuelle Bibliothek kann nicht gesichert werden: ")
+                                       + saved.error());
+        } else {
+            // Not worth a place in the rotation, but still the user's data.
+            const QFileInfo info(m_libraryPath);
+            QFile::copy(m_libraryPath, info.dir().filePath(QStringLiteral("%1.defekt-%2.json")
+                                                               .arg(info.completeBaseName())
+                                                               .arg(now.toSecsSinceEpoch())));
+        }
+    }
+    const Status written = writeAtomically(m_libraryPath, *bytes);
+    if (!written)
+        return Status::failure(QStringLiteral("Wiederherstellen fehlgeschlagen: ") + written.error());
+    rotate();
+    return Done{};
+}
