@@ -15,6 +15,7 @@ build: configure
 	@cmake --build $(BUILD) -j $(JOBS)
 
 run: build
+	@scripts/install-browser-host $(BUILD)/host/pellmora-browser-host >/dev/null
 	@$(BUILD)/app/pellmora
 
 test: CMAKE_FLAGS += -DPELLMORA_WERROR=ON
