@@ -52,6 +52,29 @@ void TrayController::show()
     m_tray->show();
 }
 
+QString TrayController::titleText(int dueCount)
+{
+    if (dueCount <= 0)
+        return {};
+    return QStringLiteral(" ⏰ ") + QString::number(dueCount);
+}
+
+QString TrayController::toolTipText(int dueCount)
+{
+    if (dueCount <= 0)
+        return QStringLiteral("Pellmora");
+    // The plural for every count, 1 included.
+    return QStringLiteral("Pellmora: ") + QString::number(dueCount)
+        + QStringLiteral(" fällige Erinnerungen");
+}
+
+void TrayController::setDueCount(int count)
+{
+    m_title = titleText(count);
+    setToolTip(toolTipText(count));
+    setBadgeCount(count);
+}
+
 void TrayController::setBadgeCount(int count)
 {
     count = std::max(0, count);

@@ -23,8 +23,15 @@ public:
 
     void show();
 
-    // Tray panels have no room for a title; a non-zero count is drawn on the
-    // moon and the title goes into the tooltip's first line instead.
+    // The item's title and tooltip for a number of due reminders.
+    static QString titleText(int dueCount);
+    static QString toolTipText(int dueCount);
+
+    // Tray panels have no room for a title: the count is drawn on the moon
+    // and spelled out in the tooltip; the title is kept for trays that show one.
+    void setDueCount(int count);
+    QString title() const { return m_title; }
+
     void setBadgeCount(int count);
     void setToolTip(const QString &text);
     QString toolTip() const;
@@ -54,4 +61,5 @@ private:
     QMenu *m_menu;
     QPointer<QQuickView> m_popover;
     int m_badgeCount = 0;
+    QString m_title;
 };

@@ -1,10 +1,10 @@
 #include <QApplication>
-#include <QQmlEngine>
-#include <QSettings>
 
-#include "QmlModule.h"
-#include "TrayController.h"
-#include "WindowManager.h"
+#include <cstdio>
+
+#include "AppDelegate.h"
+#include "SelfTestRequest.h"
+#include "SingleInstance.h"
 
 int main(int argc, char *argv[])
 {
@@ -12,26 +12,27 @@ int main(int argc, char *argv[])
     QApplication::setApplicationName(QStringLiteral("Pellmora"));
     QApplication::setOrganizationName(QStringLiteral("Pellmora"));
     QApplication::setApplicationDisplayName(QStringLiteral("Pellmora"));
-    // The tray keeps the application alive when every window is closed.
+    QApplication::setDesktopFileName(QStringLiteral("pellmora"));
+
+    // The self-test modes come first: they work on their own sandbox, must
+    // not meet a running instance and end the process themselves.
+    const SelfTestRequest selfTest = SelfTestRequest::fromArguments(QApplication::arguments());
+    if (selfTest.any()) {
+        std::fputs("Selbsttest: in diesem Build nicht enthalten.\n", stderr);
+        return 1;
+    }
+
+    SingleInstance instance;
+    if (instance.claim() == SingleInstance::Role::Activated)
+        return 0;
+
+    // The tray keeps the application alive when every window is closed; only
+    // the quit commands end it.
     QApplication::setQuitOnLastWindowClosed(false);
 
-    QQmlEngine engine;
-    QmlModule::prepare(engine);
-    QSettings settings;
-    WindowManager windows(&engine, &settings);
-    TrayController tray(&engine);
-
-    QObject::connect(&tray, &TrayController::openLibraryRequested, &windows,
-                     &WindowManager::showLibrary);
-    QObject::connect(&tray, &TrayController::openChatRequested, &windows,
-                     [&windows] { windows.showChat(); });
-    QObject::connect(&tray, &TrayController::openContextRequested, &windows,
-                     &WindowManager::showContext);
-    QObject::connect(&tray, &TrayController::openSettingsRequested, &windows,
-                     &WindowManager::showSettings);
-    QObject::connect(&tray, &TrayController::quitRequested, &app, &QApplication::quit);
-
-    tray.show();
-    windows.showLibrary();
+    AppDelegate delegate;
+    QObject::connect(&instance, &SingleInstance::activationRequested, &delegate,
+                     &AppDelegate::activate);
+    delegate.launch();
     return QApplication::exec();
 }
