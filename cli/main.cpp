@@ -1,8 +1,12 @@
+#include "BackupsCommand.h"
 #include "CliCommand.h"
+#include "ExportCommand.h"
+#include "ImportCommand.h"
 #include "ListCommand.h"
 #include "McpCommand.h"
 #include "NoteCommand.h"
 #include "RemindCommand.h"
+#include "RestoreCommand.h"
 #include "SearchCommand.h"
 #include "ShowCommand.h"
 #include "SummaryCommand.h"
@@ -25,6 +29,12 @@ const std::vector<CliCommand> &commands()
         {QStringLiteral("show"), QStringLiteral("zeigt einen Tab"), runShowCommand},
         {QStringLiteral("note"), QStringLiteral("setzt die Notiz eines Tabs"), runNoteCommand},
         {QStringLiteral("remind"), QStringLiteral("setzt eine Erinnerung"), runRemindCommand},
+        {QStringLiteral("import"), QStringLiteral("übernimmt Tabs aus einer Liste, Lesezeichen oder einem Export"),
+         runImportCommand},
+        {QStringLiteral("export"), QStringLiteral("schreibt die Bibliothek als JSON, HTML, Liste oder Markdown"),
+         runExportCommand},
+        {QStringLiteral("backups"), QStringLiteral("listet die täglichen Sicherungen"), runBackupsCommand},
+        {QStringLiteral("restore"), QStringLiteral("stellt eine Sicherung wieder her"), runRestoreCommand},
         {QStringLiteral("mcp"), QStringLiteral("startet den MCP-Server für KI-Assistenten"), runMcpCommand},
     };
     return table;
