@@ -87,10 +87,22 @@ BrowserHub::~BrowserHub()
     failPending(0, QStringLiteral("Pellmora wird beendet"));
 }
 
+bool BrowserHub::inUse(const QString &socketPath)
+{
+    QLocalSocket probe;
+    probe.connectToServer(socketPath);
+    const bool listening = probe.waitForConnected(1000);
+    probe.abort();
+    return listening;
+}
+
 Status BrowserHub::start()
 {
     if (m_server)
         return Done{};
+    // Taking over the socket would cut the browsers off from whoever holds it.
+    if (inUse(m_socketPath))
+        return Status::failure(QStringLiteral("Die Browser-Verbindung gehört schon einem anderen Pellmora"));
     QDir parent = QFileInfo(m_socketPath).dir();
     if (QString base = QFileInfo(parent.path()).path(); !QFileInfo(base).isDir())
         QDir().mkpath(base);
@@ -236,6 +248,24 @@ bool BrowserHub::waitForBrowsers(int count, std::chrono::milliseconds limit) con
             return m_browsers.size() == count;
     }
     return true;
+}
+
+int BrowserHub::waitForSettled(std::chrono::milliseconds first, std::chrono::milliseconds quiet) const
+{
+    QDeadlineTimer deadline(first.count());
+    QMutexLocker lock(&m_mutex);
+    while (m_browsers.isEmpty()) {
+        if (!m_changed.wait(&m_mutex, deadline))
+            return int(m_browsers.size());
+    }
+    for (;;) {
+        const qsizetype seen = m_browsers.size();
+        QDeadlineTimer pause(quiet.count());
+        while (m_browsers.size() <= seen) {
+            if (!m_changed.wait(&m_mutex, pause))
+                return int(m_browsers.size());
+        }
+    }
 }
 
 Result<QJsonObject> BrowserHub::request(int browserId, QJsonObject message, std::chrono::milliseconds limit)

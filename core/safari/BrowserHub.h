@@ -37,13 +37,21 @@ public:
     BrowserHub(const BrowserHub &) = delete;
     BrowserHub &operator=(const BrowserHub &) = delete;
 
-    // Creates the folder (mode 0700) and starts listening.
+    // True when some process listens on the socket, such as the running app.
+    static bool inUse(const QString &socketPath);
+
+    // Creates the folder (mode 0700) and starts listening; fails while
+    // another process listens on the same socket.
     Status start();
     QString socketPath() const { return m_socketPath; }
 
     // Browsers that said hello, in connection order.
     QList<ConnectedBrowser> browsers() const;
     bool waitForBrowsers(int count, std::chrono::milliseconds limit) const;
+    // Waits up to `first` for one browser to say hello, then for as long as
+    // more keep arriving within `quiet` of each other (hosts retry about once
+    // a second); gives how many are connected then.
+    int waitForSettled(std::chrono::milliseconds first, std::chrono::milliseconds quiet) const;
 
     // Sends one request to a browser and waits for its answer. An answer
     // carrying "error" becomes a failure with that message; so do a closed

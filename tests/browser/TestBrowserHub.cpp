@@ -1,3 +1,5 @@
+#include <QDir>
+#include <QFile>
 #include <QJsonArray>
 #include <QLocalSocket>
 #include <QTemporaryDir>
@@ -6,6 +8,7 @@
 #include <sys/stat.h>
 
 #include <future>
+#include <list>
 #include <thread>
 
 #include "BrowserHub.h"
@@ -61,6 +64,10 @@ private slots:
     void requestAnswered();
     void disconnectMidRequestFails();
     void silentBrowserTimesOut();
+    void secondHubLeavesTheFirstAlone();
+    void leftoverSocketFileIsTakenOver();
+    void waitForSettled_data();
+    void waitForSettled();
 };
 
 void TestBrowserHub::framing_data()
@@ -232,6 +239,81 @@ void TestBrowserHub::silentBrowserTimesOut()
     QVERIFY(!got.ok());
     QCOMPARE(got.error(), "Der Browser hat nicht rechtzeitig geantwortet");
     QVERIFY(!hub.request(9999, {{"type", "list"}}, 200ms).ok());
+}
+
+void TestBrowserHub::secondHubLeavesTheFirstAlone()
+{
+    QTemporaryDir dir;
+    const QString path = dir.path() + "/pellmora/browser.sock";
+    BrowserHub first(path);
+    QVERIFY(first.start().ok());
+    FakeHost host;
+    QVERIFY(host.connectTo(path, "chromium"));
+    QVERIFY(first.waitForBrowsers(1, 3s));
+    QVERIFY(BrowserHub::inUse(path));
+
+    BrowserHub second(path);
+    const Status refused = second.start();
+    QVERIFY(!refused.ok());
+    QCOMPARE(refused.error(), "Die Browser-Verbindung gehört schon einem anderen Pellmora");
+
+    // The first hub still owns the socket: new hosts reach it.
+    FakeHost late;
+    QVERIFY(late.connectTo(path, "firefox"));
+    QVERIFY(first.waitForBrowsers(2, 3s));
+    QVERIFY(second.browsers().isEmpty());
+}
+
+void TestBrowserHub::leftoverSocketFileIsTakenOver()
+{
+    QTemporaryDir dir;
+    const QString path = dir.path() + "/pellmora/browser.sock";
+    QVERIFY(QDir().mkpath(dir.path() + "/pellmora"));
+    QFile leftover(path);
+    QVERIFY(leftover.open(QIODevice::WriteOnly));
+    leftover.close();
+    QVERIFY(!BrowserHub::inUse(path));
+
+    BrowserHub hub(path);
+    QVERIFY(hub.start().ok());
+    FakeHost host;
+    QVERIFY(host.connectTo(path, "chromium"));
+    QVERIFY(hub.waitForBrowsers(1, 3s));
+}
+
+void TestBrowserHub::waitForSettled_data()
+{
+    QTest::addColumn<QList<int>>("pauses"); // before each host connects, in ms
+    QTest::addColumn<int>("settled");
+
+    QTest::newRow("nobody") << QList<int>{} << 0;
+    QTest::newRow("one") << QList<int>{0} << 1;
+    QTest::newRow("two close together") << QList<int>{0, 100} << 2;
+    QTest::newRow("three in a row") << QList<int>{0, 150, 150} << 3;
+    QTest::newRow("second long after") << QList<int>{0, 2500} << 1;
+}
+
+void TestBrowserHub::waitForSettled()
+{
+    QFETCH(QList<int>, pauses);
+    QFETCH(int, settled);
+
+    QTemporaryDir dir;
+    BrowserHub hub(dir.path() + "/pellmora/browser.sock");
+    QVERIFY(hub.start().ok());
+    std::promise<void> done;
+    // Hosts connect from a thread of their own while this one waits.
+    auto hosts = std::async(std::launch::async, [&, finished = done.get_future()] {
+        std::list<FakeHost> connected;
+        for (int pause : pauses) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(pause));
+            connected.emplace_back().connectTo(hub.socketPath(), "chromium");
+        }
+        finished.wait();
+    });
+    QCOMPARE(hub.waitForSettled(1s, 700ms), settled);
+    done.set_value();
+    hosts.get();
 }
 
 QTEST_GUILESS_MAIN(TestBrowserHub)
