@@ -1,0 +1,26 @@
+#pragma once
+
+#include <QByteArray>
+#include <QJsonObject>
+#include <QStringList>
+
+#include "Result.h"
+
+// The user's choices for a sleep run, kept as JSON in the settings.
+struct SleepOptions
+{
+    bool groupByWindow = true; // one saved window per browser window, else one collection window
+    bool sortByTopic = true;   // regroup the whole library into topics after saving
+    bool saveContent = true;   // fetch and store each new page's readable text
+    bool keepPinned = false;   // leave tabs of pinned domains open when closing
+    QStringList pinnedDomains; // domains or address fragments whose tabs stay open
+
+    // Exactly the five keys, named as the fields.
+    QJsonObject toJson() const;
+    QByteArray encode() const;
+    // Fails when a key is missing or has the wrong type.
+    static Result<SleepOptions> fromJson(const QJsonObject &object);
+    static Result<SleepOptions> decode(const QByteArray &json);
+
+    friend bool operator==(const SleepOptions &, const SleepOptions &) = default;
+};

@@ -1,0 +1,19 @@
+#include "SleepStats.h"
+
+#include "Fmt.h"
+
+namespace {
+
+QString counted(int n, const QString &one, const QString &many)
+{
+    return n == 1 ? one : Fmt::number(n) + u' ' + many;
+}
+
+} // namespace
+
+QString SleepStats::sentence() const
+{
+    return counted(tabs, QStringLiteral("1 Tab schläft"), QStringLiteral("Tabs schlafen")) + QStringLiteral(", ")
+        + counted(groups, QStringLiteral("1 Gruppe"), QStringLiteral("Gruppen")) + QStringLiteral(", ")
+        + counted(topics, QStringLiteral("1 Thema"), QStringLiteral("Themen"));
+}
