@@ -1,3 +1,4 @@
+#include "AskCommand.h"
 #include "BackupsCommand.h"
 #include "CliCommand.h"
 #include "ExportCommand.h"
@@ -24,6 +25,7 @@ const std::vector<CliCommand> &commands()
         {QStringLiteral("summary"), QStringLiteral("zeigt, was die Bibliothek enthält"),
          runSummaryCommand},
         {QStringLiteral("search"), QStringLiteral("sucht gespeicherte Tabs"), runSearchCommand},
+        {QStringLiteral("ask"), QStringLiteral("beantwortet eine Frage zu den gespeicherten Tabs"), runAskCommand},
         {QStringLiteral("list"), QStringLiteral("listet Tabs nach Thema, Fenster, Erinnerung oder Notiz"),
          runListCommand},
         {QStringLiteral("show"), QStringLiteral("zeigt einen Tab"), runShowCommand},
