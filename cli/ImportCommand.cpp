@@ -77,7 +77,7 @@ int runImportCommand(const QStringList &args)
         if (percent / 10 == lastPercent / 10)
             return;
         lastPercent = percent;
-        err << "\rLese " << path << " … " << percent << " %";
+        err << "\rLese " << path << " … " << percent / 10 * 10 << " %";
         if (done == total)
             err << '\n';
         err.flush();

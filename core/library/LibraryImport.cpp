@@ -11,7 +11,7 @@
 namespace {
 
 // How often (in lines) progress is reported and the stop token looked at.
-constexpr qint64 reportEvery = 2048;
+constexpr qint64 reportEvery = 1024;
 
 QByteArrayView withoutBom(QByteArrayView bytes)
 {
