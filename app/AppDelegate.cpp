@@ -8,6 +8,7 @@
 
 #include "FreedesktopNotifications.h"
 #include "Library.h"
+#include "MainMenu.h"
 #include "QmlModule.h"
 #include "Reminders.h"
 #include "TrayController.h"
@@ -30,6 +31,7 @@ AppDelegate::~AppDelegate()
     // Windows and the tray hold views of the engine: they go first.
     m_tray.reset();
     m_windows.reset();
+    m_menu.reset();
     m_notifications.reset();
 }
 
@@ -42,18 +44,8 @@ void AppDelegate::launch()
     m_settings = std::make_unique<QSettings>();
     m_windows = std::make_unique<WindowManager>(m_engine.get(), m_settings.get());
 
-    m_tray = std::make_unique<TrayController>(m_engine.get());
-    connect(m_tray.get(), &TrayController::openLibraryRequested, m_windows.get(),
-            &WindowManager::showLibrary);
-    connect(m_tray.get(), &TrayController::openChatRequested, m_windows.get(),
-            [this] { m_windows->showChat(); });
-    connect(m_tray.get(), &TrayController::openContextRequested, m_windows.get(),
-            &WindowManager::showContext);
-    connect(m_tray.get(), &TrayController::openSettingsRequested, m_windows.get(),
-            &WindowManager::showSettings);
-    connect(m_tray.get(), &TrayController::quitRequested, qApp, &QCoreApplication::quit,
-            Qt::QueuedConnection);
-    m_tray->show();
+    buildMainMenu();
+    buildStatusItem();
 
     setUpNotifications();
 
@@ -101,6 +93,38 @@ void AppDelegate::updateStatusTitle()
 void AppDelegate::handleAnswer(const NotificationAnswer &answer)
 {
     Q_UNUSED(answer);
+}
+
+void AppDelegate::buildMainMenu()
+{
+    m_menu = std::make_unique<MainMenu>(nullptr);
+    MainMenu::attach(m_engine.get(), m_menu.get());
+    WindowManager *windows = m_windows.get();
+    connect(m_menu.get(), &MainMenu::openLibraryRequested, windows, &WindowManager::showLibrary);
+    connect(m_menu.get(), &MainMenu::openChatRequested, windows, [windows] { windows->showChat(); });
+    connect(m_menu.get(), &MainMenu::openContextRequested, windows, &WindowManager::showContext);
+    connect(m_menu.get(), &MainMenu::openSettingsRequested, windows, &WindowManager::showSettings);
+    connect(m_menu.get(), &MainMenu::hideRequested, windows, &WindowManager::hideAll);
+    // Queued: the menu that sent it is inside a window about to go away.
+    connect(m_menu.get(), &MainMenu::quitRequested, qApp, &QCoreApplication::quit,
+            Qt::QueuedConnection);
+}
+
+void AppDelegate::buildStatusItem()
+{
+    m_tray = std::make_unique<TrayController>(m_engine.get());
+    WindowManager *windows = m_windows.get();
+    connect(m_tray.get(), &TrayController::openLibraryRequested, windows,
+            &WindowManager::showLibrary);
+    connect(m_tray.get(), &TrayController::openChatRequested, windows,
+            [windows] { windows->showChat(); });
+    connect(m_tray.get(), &TrayController::openContextRequested, windows,
+            &WindowManager::showContext);
+    connect(m_tray.get(), &TrayController::openSettingsRequested, windows,
+            &WindowManager::showSettings);
+    connect(m_tray.get(), &TrayController::quitRequested, qApp, &QCoreApplication::quit,
+            Qt::QueuedConnection);
+    m_tray->show();
 }
 
 void AppDelegate::setUpNotifications()

@@ -10,6 +10,7 @@
 #include "NotificationRequest.h"
 
 class Library;
+class MainMenu;
 class NotificationService;
 class QQmlEngine;
 class QSettings;
@@ -45,10 +46,13 @@ public:
     Library *library() const { return m_library.get(); }
     WindowManager *windows() const { return m_windows.get(); }
     TrayController *tray() const { return m_tray.get(); }
+    MainMenu *mainMenu() const { return m_menu.get(); }
     QQmlEngine *engine() const { return m_engine.get(); }
     const QTimer &timer() const { return m_timer; }
 
 private:
+    void buildMainMenu();
+    void buildStatusItem();
     void setUpNotifications();
 
     LibraryStore m_store;
@@ -57,6 +61,7 @@ private:
     std::unique_ptr<QSettings> m_settings;
     std::unique_ptr<Library> m_library;
     std::unique_ptr<WindowManager> m_windows;
+    std::unique_ptr<MainMenu> m_menu;
     std::unique_ptr<TrayController> m_tray;
     std::unique_ptr<NotificationService> m_notifications;
     QTimer m_timer;

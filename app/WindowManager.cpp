@@ -106,23 +106,29 @@ QQuickView *WindowManager::create(const WindowSpec &spec)
     view->setColor(Qt::white);
     view->setResizeMode(spec.sizedByContent() ? QQuickView::SizeViewToRootObject
                                               : QQuickView::SizeRootObjectToView);
-    view->setSource(QmlModule::viewUrl(spec.view));
-    if (view->status() != QQuickView::Ready || !view->rootObject()) {
+    // Every window carries the main menu as its menu bar above its view.
+    view->setInitialProperties({{QStringLiteral("view"), QmlModule::viewUrl(spec.view)}});
+    view->setSource(QmlModule::viewUrl(QStringLiteral("WindowFrame.qml")));
+    const QQuickItem *root = view->rootObject();
+    if (view->status() != QQuickView::Ready || !root
+        || !root->property("content").value<QQuickItem *>()) {
         for (const QQmlError &error : view->errors())
             qCWarning(lcWindows) << error.toString();
+        qCWarning(lcWindows) << "the view" << spec.view << "did not load";
         delete view;
         return nullptr;
     }
 
     if (spec.sizedByContent()) {
-        const QQuickItem *root = view->rootObject();
         const QSize content(qCeil(root->implicitWidth()), qCeil(root->implicitHeight()));
         view->resize(content);
         view->setMinimumSize(content);
         view->setMaximumSize(content);
     } else {
-        view->resize(spec.size);
-        view->setMinimumSize(spec.minimumSize);
+        // The sizes are those of the view; the menu bar comes on top.
+        const QSize bar(0, qCeil(menuBarHeight(view)));
+        view->resize(spec.size + bar);
+        view->setMinimumSize(spec.minimumSize + bar);
     }
     restoreFrame(view, spec);
 
@@ -133,6 +139,27 @@ QQuickView *WindowManager::create(const WindowSpec &spec)
     connect(view, &QWindow::widthChanged, this, save);
     connect(view, &QWindow::heightChanged, this, save);
     return view;
+}
+
+QQuickItem *WindowManager::content(const QQuickView *view)
+{
+    const QQuickItem *root = view ? view->rootObject() : nullptr;
+    return root ? root->property("content").value<QQuickItem *>() : nullptr;
+}
+
+qreal WindowManager::menuBarHeight(const QQuickView *view)
+{
+    const QQuickItem *root = view ? view->rootObject() : nullptr;
+    const auto *bar = root ? root->property("menuBar").value<QQuickItem *>() : nullptr;
+    return bar ? bar->height() : 0;
+}
+
+void WindowManager::hideAll()
+{
+    for (const QPointer<QQuickView> &view : std::as_const(m_windows)) {
+        if (view)
+            view->hide();
+    }
 }
 
 void WindowManager::restoreFrame(QQuickView *view, const WindowSpec &spec)

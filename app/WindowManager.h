@@ -9,6 +9,7 @@
 #include "WindowSpec.h"
 
 class QQmlEngine;
+class QQuickItem;
 class QQuickView;
 class QSettings;
 
@@ -37,6 +38,12 @@ public:
     QQuickView *show(const QString &key);
     // The window for a key if it was created, else nullptr.
     QQuickView *window(const QString &key) const;
+    // A window's own view, below the menu bar.
+    static QQuickItem *content(const QQuickView *view);
+    static qreal menuBarHeight(const QQuickView *view);
+
+    // Hides every window; the next show call brings each one back.
+    void hideAll();
 
 signals:
     // A non-empty question for the chat, sent after the chat window is in front.

@@ -1,0 +1,107 @@
+#include "MainMenu.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFileDialog>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QQmlEngine>
+
+QHash<QQmlEngine *, QPointer<MainMenu>> MainMenu::s_attached;
+
+MainMenu::MainMenu(QObject *parent) : QObject(parent) {}
+
+MainMenu::~MainMenu()
+{
+    delete m_confirmation.data();
+    delete m_about.data();
+}
+
+void MainMenu::attach(QQmlEngine *engine, MainMenu *menu)
+{
+    s_attached.insert(engine, menu);
+    // The engine never owns the delegate's menu.
+    QJSEngine::setObjectOwnership(menu, QJSEngine::CppOwnership);
+    QObject::connect(engine, &QObject::destroyed, menu,
+                     [engine] { s_attached.remove(engine); });
+}
+
+MainMenu *MainMenu::create(QQmlEngine *qmlEngine, QJSEngine *jsEngine)
+{
+    Q_UNUSED(jsEngine);
+    if (MainMenu *menu = s_attached.value(qmlEngine).data())
+        return menu;
+    return new MainMenu(nullptr); // owned by the engine
+}
+
+void MainMenu::setDemoMode(bool on)
+{
+    if (on == m_demoMode)
+        return;
+    m_demoMode = on;
+    emit demoModeChanged();
+}
+
+void MainMenu::about()
+{
+    if (!m_about) {
+        m_about = new QMessageBox(QMessageBox::NoIcon, QStringLiteral("Über Pellmora"),
+                                  QStringLiteral("Pellmora"), QMessageBox::Ok);
+        m_about->setInformativeText(QStringLiteral("Version ")
+                                    + QCoreApplication::applicationVersion());
+        m_about->setAttribute(Qt::WA_DeleteOnClose);
+    }
+    m_about->show();
+    m_about->raise();
+    m_about->activateWindow();
+}
+
+void MainMenu::clearLibrary()
+{
+    if (m_confirmation) {
+        m_confirmation->raise();
+        return;
+    }
+    auto *box = new QMessageBox;
+    box->setIcon(QMessageBox::Warning);
+    box->setWindowTitle(QStringLiteral("Pellmora"));
+    box->setText(QStringLiteral("Bibliothek leeren?"));
+    box->setInformativeText(QStringLiteral(
+        "Alle gespeicherten Tabs, Notizen und Erinnerungen werden aus Pellmora gelöscht. "
+        "Safari bleibt, wie es ist."));
+    QPushButton *clear = box->addButton(QStringLiteral("Leeren"), QMessageBox::AcceptRole);
+    box->addButton(QStringLiteral("Abbrechen"), QMessageBox::RejectRole);
+    box->setDefaultButton(clear);
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    // Not a nested loop: the answer arrives as a signal.
+    connect(box, &QMessageBox::buttonClicked, this, [this, clear](QAbstractButton *button) {
+        if (button == clear)
+            emit clearLibraryRequested();
+    });
+    m_confirmation = box;
+    box->setWindowModality(Qt::ApplicationModal);
+    box->show();
+}
+
+void MainMenu::importLibrary()
+{
+    auto *dialog = new QFileDialog(nullptr, QStringLiteral("Importieren"), QDir::homePath(),
+                                   QStringLiteral("Pellmora-Bibliothek (*.json)"));
+    dialog->setAcceptMode(QFileDialog::AcceptOpen);
+    dialog->setFileMode(QFileDialog::ExistingFile);
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    connect(dialog, &QFileDialog::fileSelected, this, &MainMenu::importRequested);
+    dialog->open();
+}
+
+void MainMenu::exportLibrary()
+{
+    auto *dialog = new QFileDialog(nullptr, QStringLiteral("Exportieren"),
+                                   QDir::home().filePath(QStringLiteral("Pellmora.json")),
+                                   QStringLiteral("Pellmora-Bibliothek (*.json)"));
+    dialog->setAcceptMode(QFileDialog::AcceptSave);
+    dialog->setDefaultSuffix(QStringLiteral("json"));
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    connect(dialog, &QFileDialog::fileSelected, this, &MainMenu::exportRequested);
+    dialog->open();
+}

@@ -1,0 +1,79 @@
+#pragma once
+
+#include <QHash>
+#include <QMessageBox>
+#include <QObject>
+#include <QPointer>
+#include <QString>
+#include <qqmlintegration.h>
+
+class QJSEngine;
+class QQmlEngine;
+
+// The commands of the main menu, which every window shows as its menu bar
+// (MainMenuBar.qml). Each command is passed on as a request; the delegate
+// decides what it does. Window-local commands (close, minimise, the edit
+// commands) stay in QML.
+class MainMenu : public QObject
+{
+    Q_OBJECT
+    QML_ELEMENT
+    QML_SINGLETON
+    Q_PROPERTY(bool demoMode READ demoMode NOTIFY demoModeChanged)
+
+public:
+    // Not default-constructible on purpose: QML would otherwise build its
+    // own instance instead of asking create() for the delegate's.
+    explicit MainMenu(QObject *parent);
+    ~MainMenu() override;
+
+    // The instance the views of an engine see. Without one (a view loaded on
+    // its own) the engine gets a menu of its own whose requests go nowhere.
+    static void attach(QQmlEngine *engine, MainMenu *menu);
+    static MainMenu *create(QQmlEngine *qmlEngine, QJSEngine *jsEngine);
+
+    bool demoMode() const { return m_demoMode; }
+    // The check mark of the demo item always shows the model's mode.
+    void setDemoMode(bool on);
+
+    // The open confirmation of "Bibliothek leeren …", if one is shown.
+    QMessageBox *confirmation() const { return m_confirmation.data(); }
+
+    Q_INVOKABLE void about();
+    Q_INVOKABLE void openSettings() { emit openSettingsRequested(); }
+    Q_INVOKABLE void hideApplication() { emit hideRequested(); }
+    Q_INVOKABLE void quit() { emit quitRequested(); }
+    Q_INVOKABLE void openLibrary() { emit openLibraryRequested(); }
+    Q_INVOKABLE void openChat() { emit openChatRequested(); }
+    Q_INVOKABLE void openContext() { emit openContextRequested(); }
+    Q_INVOKABLE void regroup() { emit regroupRequested(); }
+    Q_INVOKABLE void findHints() { emit findHintsRequested(); }
+    Q_INVOKABLE void importLibrary();
+    Q_INVOKABLE void exportLibrary();
+    Q_INVOKABLE void loadDemo() { emit loadDemoRequested(); }
+    Q_INVOKABLE void toggleDemo() { emit toggleDemoRequested(); }
+    // Asks first; only "Leeren" sends clearLibraryRequested.
+    Q_INVOKABLE void clearLibrary();
+
+signals:
+    void demoModeChanged();
+    void openSettingsRequested();
+    void hideRequested();
+    void quitRequested();
+    void openLibraryRequested();
+    void openChatRequested();
+    void openContextRequested();
+    void regroupRequested();
+    void findHintsRequested();
+    void importRequested(const QString &filePath);
+    void exportRequested(const QString &filePath);
+    void loadDemoRequested();
+    void toggleDemoRequested();
+    void clearLibraryRequested();
+
+private:
+    bool m_demoMode = false;
+    QPointer<QMessageBox> m_confirmation;
+    QPointer<QMessageBox> m_about;
+    static QHash<QQmlEngine *, QPointer<MainMenu>> s_attached;
+};

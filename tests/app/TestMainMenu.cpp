@@ -1,0 +1,291 @@
+#include <QAbstractButton>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QQmlEngine>
+#include <QQuickItem>
+#include <QQuickView>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <memory>
+
+#include "MainMenu.h"
+#include "QmlModule.h"
+#include "WindowManager.h"
+
+// The main menu as the windows show it: menus, entries, order and shortcuts,
+// what each entry asks for, the confirmation before clearing and the demo mark.
+class TestMainMenu : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+    void menuTitles();
+    void entries_data();
+    void entries();
+    void everyWindowHasTheMenu_data();
+    void everyWindowHasTheMenu();
+    void shortcutReachesTheMenu();
+    void clearAsksFirst_data();
+    void clearAsksFirst();
+    void demoMarkFollowsTheModel();
+
+private:
+    QQuickView *library();
+    QObject *menu(int index);
+    QList<QObject *> items(QObject *menu);
+    QObject *entry(const QString &menuTitle, const QString &text);
+
+    std::unique_ptr<QTemporaryDir> m_dir;
+    std::unique_ptr<QSettings> m_settings;
+    std::unique_ptr<QQmlEngine> m_engine;
+    std::unique_ptr<MainMenu> m_menu;
+    std::unique_ptr<WindowManager> m_windows;
+};
+
+void TestMainMenu::init()
+{
+    m_dir = std::make_unique<QTemporaryDir>();
+    QVERIFY(m_dir->isValid());
+    m_settings = std::make_unique<QSettings>(m_dir->filePath(QStringLiteral("settings.ini")),
+                                             QSettings::IniFormat);
+    m_engine = std::make_unique<QQmlEngine>();
+    QmlModule::prepare(*m_engine);
+    m_menu = std::make_unique<MainMenu>(nullptr);
+    MainMenu::attach(m_engine.get(), m_menu.get());
+    m_windows = std::make_unique<WindowManager>(m_engine.get(), m_settings.get());
+}
+
+void TestMainMenu::cleanup()
+{
+    m_windows.reset();
+    m_engine.reset();
+    m_menu.reset();
+    m_settings.reset();
+    m_dir.reset();
+}
+
+QQuickView *TestMainMenu::library()
+{
+    return m_windows->show(QStringLiteral("library"));
+}
+
+QObject *TestMainMenu::menu(int index)
+{
+    QQuickView *view = library();
+    auto *bar = view ? view->rootObject()->findChild<QObject *>(QStringLiteral("mainMenuBar")) : nullptr;
+    if (!bar)
+        return nullptr;
+    QObject *result = nullptr;
+    // menuAt() returns a QQuickMenu, a type the test cannot name.
+    QMetaObject::invokeMethod(bar, "menuAt", QGenericReturnArgument("QQuickMenu*", &result),
+                              Q_ARG(int, index));
+    return result;
+}
+
+QList<QObject *> TestMainMenu::items(QObject *menuObject)
+{
+    QList<QObject *> result;
+    const int count = menuObject->property("count").toInt();
+    for (int i = 0; i < count; ++i) {
+        QQuickItem *item = nullptr;
+        QMetaObject::invokeMethod(menuObject, "itemAt", Q_RETURN_ARG(QQuickItem *, item),
+                                  Q_ARG(int, i));
+        result.append(item);
+    }
+    return result;
+}
+
+QObject *TestMainMenu::entry(const QString &menuTitle, const QString &text)
+{
+    for (int m = 0; QObject *found = menu(m); ++m) {
+        if (found->property("title").toString() != menuTitle)
+            continue;
+        for (QObject *item : items(found)) {
+            if (item && item->property("text").toString() == text)
+                return item->property("action").value<QObject *>();
+        }
+    }
+    return nullptr;
+}
+
+void TestMainMenu::menuTitles()
+{
+    QStringList titles;
+    for (int m = 0; QObject *found = menu(m); ++m)
+        titles.append(found->property("title").toString());
+    QCOMPARE(titles, QStringList({QStringLiteral("Pellmora"), QStringLiteral("Ablage"),
+                                  QStringLiteral("Bearbeiten"), QStringLiteral("Fenster"),
+                                  QStringLiteral("Hilfe")}));
+}
+
+void TestMainMenu::entries_data()
+{
+    // Each menu's entries in order, "—" for a separator, with shortcuts.
+    QTest::addColumn<int>("menuIndex");
+    QTest::addColumn<QStringList>("texts");
+    QTest::addColumn<QStringList>("shortcuts");
+    const QString sep = QStringLiteral("—");
+    QTest::newRow("application")
+        << 0
+        << QStringList{QStringLiteral("Über Pellmora"), sep, QStringLiteral("Einstellungen …"), sep,
+                       QStringLiteral("Pellmora ausblenden"), sep, QStringLiteral("Pellmora beenden")}
+        << QStringList{{}, {}, QStringLiteral("Ctrl+,"), {}, QStringLiteral("Ctrl+H"), {},
+                       QStringLiteral("Ctrl+Q")};
+    QTest::newRow("file")
+        << 1
+        << QStringList{QStringLiteral("Bibliothek"), QStringLiteral("Frag deine Tabs"),
+                       QStringLiteral("Mein Kontext"), sep, QStringLiteral("Themen neu bilden"),
+                       QStringLiteral("Hinweise jetzt suchen"), sep, QStringLiteral("Importieren …"),
+                       QStringLiteral("Exportieren …"), sep, QStringLiteral("Fenster schliessen")}
+        << QStringList{QStringLiteral("Ctrl+1"), QStringLiteral("Ctrl+2"), QStringLiteral("Ctrl+3"),
+                       {}, {}, {}, {}, {}, {}, {}, QStringLiteral("Ctrl+W")};
+    QTest::newRow("edit")
+        << 2
+        << QStringList{QStringLiteral("Widerrufen"), QStringLiteral("Wiederholen"), sep,
+                       QStringLiteral("Ausschneiden"), QStringLiteral("Kopieren"),
+                       QStringLiteral("Einsetzen"), QStringLiteral("Alles auswählen")}
+        << QStringList{QStringLiteral("Ctrl+Z"), QStringLiteral("Ctrl+Shift+Z"), {},
+                       QStringLiteral("Ctrl+X"), QStringLiteral("Ctrl+C"), QStringLiteral("Ctrl+V"),
+                       QStringLiteral("Ctrl+A")};
+    QTest::newRow("window") << 3 << QStringList{QStringLiteral("Im Dock ablegen")}
+                            << QStringList{QStringLiteral("Ctrl+M")};
+    QTest::newRow("help")
+        << 4
+        << QStringList{QStringLiteral("Beispiel-Daten laden"),
+                       QStringLiteral("Demo-Modus (Beispiel-Daten statt Safari)"), sep,
+                       QStringLiteral("Bibliothek leeren …")}
+        << QStringList{{}, {}, {}, {}};
+}
+
+void TestMainMenu::entries()
+{
+    QFETCH(int, menuIndex);
+    QFETCH(QStringList, texts);
+    QFETCH(QStringList, shortcuts);
+    QObject *found = menu(menuIndex);
+    QVERIFY(found);
+    QStringList gotTexts;
+    QStringList gotShortcuts;
+    for (QObject *item : items(found)) {
+        QVERIFY(item);
+        const bool separator = QByteArray(item->metaObject()->className()).contains("Separator");
+        gotTexts.append(separator ? QStringLiteral("—") : item->property("text").toString());
+        const QObject *action = item->property("action").value<QObject *>();
+        gotShortcuts.append(action ? action->property("shortcut").toString() : QString());
+    }
+    QCOMPARE(gotTexts, texts);
+    QCOMPARE(gotShortcuts, shortcuts);
+}
+
+void TestMainMenu::everyWindowHasTheMenu_data()
+{
+    QTest::addColumn<QString>("key");
+    for (const WindowSpec &spec : WindowManager::specs())
+        QTest::newRow(qPrintable(spec.key)) << spec.key;
+}
+
+void TestMainMenu::everyWindowHasTheMenu()
+{
+    QFETCH(QString, key);
+    QQuickView *view = m_windows->show(key);
+    QVERIFY(view);
+    auto *bar = view->rootObject()->findChild<QObject *>(QStringLiteral("mainMenuBar"));
+    QVERIFY(bar);
+    QObject *file = nullptr;
+    QMetaObject::invokeMethod(bar, "menuAt", QGenericReturnArgument("QQuickMenu*", &file),
+                              Q_ARG(int, 1));
+    QVERIFY(file);
+    // Each window's menu reaches the same commands.
+    QSignalSpy spy(m_menu.get(), &MainMenu::openChatRequested);
+    QQuickItem *chatItem = nullptr;
+    QMetaObject::invokeMethod(file, "itemAt", Q_RETURN_ARG(QQuickItem *, chatItem), Q_ARG(int, 1));
+    QVERIFY(chatItem);
+    QMetaObject::invokeMethod(chatItem->property("action").value<QObject *>(), "trigger");
+    QCOMPARE(spy.size(), 1);
+}
+
+void TestMainMenu::shortcutReachesTheMenu()
+{
+    QQuickView *view = library();
+    QVERIFY(view);
+    QVERIFY(QTest::qWaitForWindowActive(view));
+    QSignalSpy context(m_menu.get(), &MainMenu::openContextRequested);
+    QSignalSpy settings(m_menu.get(), &MainMenu::openSettingsRequested);
+    QTest::keyClick(view, Qt::Key_3, Qt::ControlModifier);
+    QTest::keyClick(view, Qt::Key_Comma, Qt::ControlModifier);
+    QCOMPARE(context.size(), 1);
+    QCOMPARE(settings.size(), 1);
+}
+
+void TestMainMenu::clearAsksFirst_data()
+{
+    QTest::addColumn<QString>("button");
+    QTest::addColumn<int>("cleared");
+    QTest::newRow("Leeren") << QStringLiteral("Leeren") << 1;
+    QTest::newRow("Abbrechen") << QStringLiteral("Abbrechen") << 0;
+}
+
+void TestMainMenu::clearAsksFirst()
+{
+    QFETCH(QString, button);
+    QFETCH(int, cleared);
+    QSignalSpy spy(m_menu.get(), &MainMenu::clearLibraryRequested);
+    QObject *action = entry(QStringLiteral("Hilfe"), QStringLiteral("Bibliothek leeren …"));
+    QVERIFY(action);
+    QMetaObject::invokeMethod(action, "trigger");
+    QMessageBox *box = m_menu->confirmation();
+    QVERIFY(box);
+    QCOMPARE(spy.size(), 0);
+    QCOMPARE(box->text(), QStringLiteral("Bibliothek leeren?"));
+    QCOMPARE(box->informativeText(),
+             QStringLiteral("Alle gespeicherten Tabs, Notizen und Erinnerungen werden aus "
+                            "Pellmora gelöscht. Safari bleibt, wie es ist."));
+    const QList<QAbstractButton *> buttons = box->buttons();
+    QCOMPARE(buttons.size(), 2);
+    QCOMPARE(box->defaultButton()->text(), QStringLiteral("Leeren"));
+    QAbstractButton *chosen = nullptr;
+    for (QAbstractButton *b : buttons) {
+        if (b->text() == button)
+            chosen = b;
+    }
+    QVERIFY(chosen);
+    chosen->click();
+    QCOMPARE(spy.size(), cleared);
+    QTRY_VERIFY(!m_menu->confirmation());
+}
+
+void TestMainMenu::demoMarkFollowsTheModel()
+{
+    QObject *action = entry(QStringLiteral("Hilfe"),
+                            QStringLiteral("Demo-Modus (Beispiel-Daten statt Safari)"));
+    QVERIFY(action);
+    QVERIFY(action->property("checkable").toBool());
+    QCOMPARE(action->property("checked").toBool(), false);
+    m_menu->setDemoMode(true);
+    QCOMPARE(action->property("checked").toBool(), true);
+
+    // The model flips its mode on the request; the mark shows the outcome.
+    bool model = true;
+    connect(m_menu.get(), &MainMenu::toggleDemoRequested, this, [&] {
+        model = !model;
+        m_menu->setDemoMode(model);
+    });
+    QMetaObject::invokeMethod(action, "trigger");
+    QCOMPARE(action->property("checked").toBool(), false);
+
+    // A model that refuses the toggle leaves the mark where it was.
+    disconnect(m_menu.get(), &MainMenu::toggleDemoRequested, this, nullptr);
+    QMetaObject::invokeMethod(action, "trigger");
+    QCOMPARE(action->property("checked").toBool(), false);
+    // And a change from elsewhere (loading demo data) still reaches it.
+    m_menu->setDemoMode(true);
+    QCOMPARE(action->property("checked").toBool(), true);
+}
+
+QTEST_MAIN(TestMainMenu)
+#include "TestMainMenu.moc"
