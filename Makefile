@@ -16,6 +16,7 @@ build: configure
 
 run: build
 	@scripts/install-browser-host $(BUILD)/host/pellmora-browser-host >/dev/null
+	@scripts/install-desktop-entry $(BUILD)/app/pellmora
 	@$(BUILD)/app/pellmora
 
 test: CMAKE_FLAGS += -DPELLMORA_WERROR=ON

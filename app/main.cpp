@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "AppDelegate.h"
+#include "MoonIcon.h"
 #include "SelfTestRequest.h"
 #include "SingleInstance.h"
 
@@ -13,6 +14,7 @@ int main(int argc, char *argv[])
     QApplication::setOrganizationName(QStringLiteral("Pellmora"));
     QApplication::setApplicationDisplayName(QStringLiteral("Pellmora"));
     QApplication::setDesktopFileName(QStringLiteral("pellmora"));
+    QApplication::setWindowIcon(MoonIcon::icon());
 
     // The self-test modes come first: they work on their own sandbox, must
     // not meet a running instance and end the process themselves.
