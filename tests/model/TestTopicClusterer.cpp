@@ -74,6 +74,8 @@ private slots:
     void twoNearlyIdentical();
     void negativeCosineGoesToUnsorted();
     void unrelatedTabStaysInGroup();
+    void pruning_data();
+    void pruning();
     void rerunSplitsAnOverMergedGroup();
     void sixReRunsAtMost();
     void agglomerativeUpTo400KMeansAbove();
@@ -423,6 +425,47 @@ void TestTopicClusterer::unrelatedTabStaysInGroup()
     QCOMPARE(data.topics.size(), 1);
     QCOMPARE(data.topics.first().tabIds.size(), 3);
     QVERIFY(!data.topics.first().isUnsorted);
+}
+
+void TestTopicClusterer::pruning_data()
+{
+    QTest::addColumn<QList<Vector>>("vectors");
+    QTest::addColumn<Groups>("sorted");
+    QTest::addColumn<QList<qsizetype>>("unsorted");
+
+    QTest::newRow("vector of another length counts 0")
+        << QList<Vector>{{1, 0}, {1, 0}, {1, 0, 0}} << Groups{{0, 1}} << QList<qsizetype>{2};
+    QTest::newRow("empty vector counts 0") << QList<Vector>{{1, 0}, {}, {1, 0}} << Groups{{0, 2}}
+                                           << QList<qsizetype>{1};
+    QTest::newRow("zero centroid drops the group")
+        << QList<Vector>{{1, 0}, {0, 1}, {-1, -1}} << Groups{} << QList<qsizetype>{0, 1, 2};
+    // 0 and 1 fit; 2 goes first, then the single 1 left with 0 follows.
+    QTest::newRow("one left after pruning joins the outliers in member order")
+        << QList<Vector>{{1, 0}, {0, 1}, {0, -0.9f}} << Groups{} << QList<qsizetype>{1, 2, 0};
+}
+
+void TestTopicClusterer::pruning()
+{
+    QFETCH(QList<Vector>, vectors);
+    QFETCH(Groups, sorted);
+    QFETCH(QList<qsizetype>, unsorted);
+    LibraryData data = library();
+    for (const Vector &v : vectors)
+        add(data, "Tab", v);
+    clusterer().cluster(data, false);
+    const auto idsOf = [&](const QList<qsizetype> &indices) {
+        QList<QUuid> ids;
+        for (qsizetype i : indices)
+            ids.append(data.tabs.at(i).id);
+        return ids;
+    };
+    QCOMPARE(data.topics.size(), sorted.size() + (unsorted.isEmpty() ? 0 : 1));
+    for (qsizetype i = 0; i < sorted.size(); ++i)
+        QCOMPARE(data.topics.at(i).tabIds, idsOf(sorted.at(i)));
+    if (!unsorted.isEmpty()) {
+        QVERIFY(data.topics.last().isUnsorted);
+        QCOMPARE(data.topics.last().tabIds, idsOf(unsorted));
+    }
 }
 
 void TestTopicClusterer::rerunSplitsAnOverMergedGroup()
