@@ -47,9 +47,9 @@ QList<QByteArray> NativeFrame::feedRaw(const QByteArray &bytes)
 QList<QJsonObject> NativeFrame::feed(const QByteArray &bytes)
 {
     QList<QJsonObject> messages;
+    // Every body here was whole before any oversized length that stopped the
+    // reader, so it counts, as it would have had it come in a read of its own.
     for (const QByteArray &body : feedRaw(bytes)) {
-        if (failed())
-            break;
         QJsonParseError parseError;
         const QJsonDocument doc = QJsonDocument::fromJson(body, &parseError);
         if (parseError.error != QJsonParseError::NoError || !doc.isObject()) {
