@@ -63,6 +63,18 @@ private:
 
     std::optional<ScriptValue> parseList()
     {
+        // Safari's answers nest three lists deep; a deeper text is not one of
+        // them and must not run the parser out of stack.
+        if (m_depth >= maxDepth)
+            return std::nullopt;
+        ++m_depth;
+        std::optional<ScriptValue> list = parseListItems();
+        --m_depth;
+        return list;
+    }
+
+    std::optional<ScriptValue> parseListItems()
+    {
         ++m_pos; // '{'
         ScriptValue::List items;
         skipBlanks();
@@ -128,8 +140,11 @@ private:
         return ok ? ScriptValue::integer(value) : ScriptValue::string(match.captured());
     }
 
+    static constexpr int maxDepth = 64;
+
     const QString &m_text;
     qsizetype m_pos = 0;
+    int m_depth = 0;
 };
 
 } // namespace

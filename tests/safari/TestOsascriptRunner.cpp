@@ -113,6 +113,13 @@ void TestOsascriptRunner::parseValue_data()
     QTest::newRow("missing comma") << "{1 2}" << std::optional<V>();
     QTest::newRow("trailing junk") << "{1}x" << std::optional<V>();
     QTest::newRow("unclosed list") << "{1, 2" << std::optional<V>();
+    V deep = l({});
+    for (int i = 1; i < 64; ++i)
+        deep = l({deep});
+    QTest::newRow("64 lists deep") << QString(64, u'{') + QString(64, u'}') << std::optional<V>(deep);
+    QTest::newRow("65 lists deep") << QString(65, u'{') + QString(65, u'}') << std::optional<V>();
+    QTest::newRow("far too deep for the stack")
+        << QString(200000, u'{') + QString(200000, u'}') << std::optional<V>();
 }
 
 void TestOsascriptRunner::parseValue()
