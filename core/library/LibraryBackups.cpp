@@ -16,7 +16,8 @@ namespace {
 // "2026-11-16" or "2026-11-16-203100"
 const QRegularExpression &keyPattern()
 {
-    static const QRegularExpression pattern(
+    // One per thread: these functions may run on several threads at once.
+    static thread_local const QRegularExpression pattern(
         QStringLiteral("^(\\d{4}-\\d{2}-\\d{2})(?:-\\d{6})?$"));
     return pattern;
 }

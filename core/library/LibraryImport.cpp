@@ -383,7 +383,8 @@ ImportResult parseExport(QByteArrayView bytes, const LibraryImport::Progress &pr
 // a window was saved before; only a name added after them is worth keeping.
 QString sourceName(const QString &name)
 {
-    static const QRegularExpression own(
+    // One per thread: these functions may run on several threads at once.
+    static thread_local const QRegularExpression own(
         QStringLiteral("^(?:Fenster \\d+|Sammlung) · \\d{2}\\.\\d{2}\\. \\d{2}:\\d{2}(?: · (.*))?$"));
     const auto match = own.match(name);
     return match.hasMatch() ? match.captured(1) : name;
