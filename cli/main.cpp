@@ -10,6 +10,7 @@
 #include "RestoreCommand.h"
 #include "SearchCommand.h"
 #include "ShowCommand.h"
+#include "SleepCommand.h"
 #include "SummaryCommand.h"
 
 #include <QCoreApplication>
@@ -24,6 +25,7 @@ const std::vector<CliCommand> &commands()
     static const std::vector<CliCommand> table = {
         {QStringLiteral("summary"), QStringLiteral("zeigt, was die Bibliothek enthält"),
          runSummaryCommand},
+        {QStringLiteral("sleep"), QStringLiteral("legt die offenen Tabs des Browsers schlafen"), runSleepCommand},
         {QStringLiteral("search"), QStringLiteral("sucht gespeicherte Tabs"), runSearchCommand},
         {QStringLiteral("ask"), QStringLiteral("beantwortet eine Frage zu den gespeicherten Tabs"), runAskCommand},
         {QStringLiteral("list"), QStringLiteral("listet Tabs nach Thema, Fenster, Erinnerung oder Notiz"),
