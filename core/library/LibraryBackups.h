@@ -38,7 +38,8 @@ public:
     // file is never copied. Failures leave the write to go ahead.
     Status backUpBeforeWrite() const;
 
-    // Newest first.
+    // Newest first. Reads every copy whole to count its tabs: for a large
+    // library that takes a while, so the application calls it off the main thread.
     QList<LibraryBackup> list() const;
 
     // Puts the copy named by `key` (a day "yyyy-MM-dd" or a full key from
