@@ -126,7 +126,8 @@ void TrayController::ensurePopover()
     view->setFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint);
     view->setColor(Qt::white);
     view->setResizeMode(QQuickView::SizeRootObjectToView);
-    view->setSource(QmlModule::viewUrl(QStringLiteral("PopoverView.qml")));
+    view->setSource(m_popoverSource.isEmpty() ? QmlModule::viewUrl(QStringLiteral("PopoverView.qml"))
+                                              : m_popoverSource);
     if (view->status() != QQuickView::Ready || !view->rootObject()) {
         for (const QQmlError &error : view->errors())
             qCWarning(lcTray) << error.toString();
@@ -140,12 +141,35 @@ void TrayController::ensurePopover()
     };
     fit();
     connect(view->rootObject(), &QQuickItem::implicitHeightChanged, view, fit);
+    forwardFromPopover(view->rootObject(), "openLibrary()", SLOT(onPopoverOpenLibrary()));
+    forwardFromPopover(view->rootObject(), "openChat()", SLOT(onPopoverOpenChat()));
     // Transient: a click elsewhere takes the focus and closes it.
     connect(view, &QWindow::activeChanged, view, [view] {
         if (!view->isActive())
             view->hide();
     });
     m_popover = view;
+}
+
+void TrayController::forwardFromPopover(QObject *root, const QByteArray &signal,
+                                        const char *slot)
+{
+    if (root->metaObject()->indexOfSignal(signal.constData()) < 0)
+        return;
+    // QML signals are known by name only.
+    connect(root, QByteArray("2" + signal).constData(), this, slot);
+}
+
+void TrayController::onPopoverOpenLibrary()
+{
+    hidePopover();
+    emit openLibraryRequested();
+}
+
+void TrayController::onPopoverOpenChat()
+{
+    hidePopover();
+    emit openChatRequested();
 }
 
 void TrayController::showPopover()

@@ -3,6 +3,7 @@
 #include <QObject>
 #include <QPointer>
 #include <QString>
+#include <QUrl>
 
 class QMenu;
 class QQmlEngine;
@@ -37,6 +38,11 @@ public:
     QString toolTip() const;
     int badgeCount() const { return m_badgeCount; }
 
+    // The popover's view; PopoverView.qml unless a test sets another. Its
+    // root may declare the signals openLibrary() and openChat(): each closes
+    // the popover and asks for that window.
+    void setPopoverSource(const QUrl &source) { m_popoverSource = source; }
+
     bool isPopoverVisible() const;
     void togglePopover();
     void hidePopover();
@@ -52,14 +58,20 @@ signals:
     void openSettingsRequested();
     void quitRequested();
 
+private slots:
+    void onPopoverOpenLibrary();
+    void onPopoverOpenChat();
+
 private:
     void ensurePopover();
+    void forwardFromPopover(QObject *root, const QByteArray &signal, const char *slot);
     void showPopover();
 
     QQmlEngine *m_engine;
     QSystemTrayIcon *m_tray;
     QMenu *m_menu;
     QPointer<QQuickView> m_popover;
+    QUrl m_popoverSource;
     int m_badgeCount = 0;
     QString m_title;
 };
