@@ -13,6 +13,7 @@
 #include "AIStatus.h"
 #include "BrowserBridge.h"
 #include "BrowserHub.h"
+#include "Chat.h"
 #include "ChatModel.h"
 #include "Clock.h"
 #include "ContextReader.h"
@@ -113,7 +114,7 @@ AppModel::AppModel(Services services, QObject *parent)
     , m_settings(std::move(services.settings))
     , m_autostartFolder(std::move(services.autostartFolder))
     , m_searchDelayMs(services.searchDelayMs)
-    , m_answer(std::move(services.answer))
+    , m_answer(services.answer ? std::move(services.answer) : defaultAnswerer(m_embedder))
     , m_work(std::make_unique<Work>())
     , m_chatModel(new ChatModel(this))
     , m_visibleTabs(new TabListModel(this))
@@ -174,7 +175,6 @@ std::unique_ptr<AppModel> AppModel::createDefault(Library *library, std::shared_
     services.library = library;
     services.embedder = embedder;
     services.bridge = std::move(bridge);
-    services.answer = defaultAnswerer(embedder);
     auto model = std::make_unique<AppModel>(std::move(services), parent);
     auto *notifications = new FreedesktopNotifications(QDBusConnection::sessionBus(), Clock::system(), model.get());
     model->m_notifications = notifications;
@@ -183,12 +183,8 @@ std::unique_ptr<AppModel> AppModel::createDefault(Library *library, std::shared_
 
 AppModel::Answerer AppModel::defaultAnswerer(std::shared_ptr<const Embedder> embedder)
 {
-    Q_UNUSED(embedder);
-    return [](const QString &, const LibraryData &) {
-        ChatMessage reply;
-        reply.text = QStringLiteral("Die Antworten sind noch nicht verfügbar.");
-        return reply;
-    };
+    auto chat = std::make_shared<const Chat>(std::move(embedder));
+    return [chat](const QString &question, const LibraryData &data) { return chat->answer(question, data); };
 }
 
 void AppModel::loadSettings()
@@ -590,11 +586,9 @@ void AppModel::ask(const QString &question)
     ++m_work->pending;
     runThenApply(
         this, [answer = m_answer, trimmed, data = m_library->data()] { return answer(trimmed, data); },
-        [this](ChatMessage reply) {
+        [this](const ChatAnswer &answer) {
             --m_work->pending;
-            reply.id = QUuid::createUuid();
-            reply.role = ChatMessage::Role::assistant;
-            appendChat(reply);
+            appendChat({QUuid::createUuid(), ChatMessage::Role::assistant, answer.text, answer.cards, answer.byAI});
             setChatBusy(false);
         });
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ChatAnswer.h"
 #include "ChatMessage.h"
 #include "Hint.h"
 #include "LibraryData.h"
@@ -83,9 +84,9 @@ class AppModel : public QObject
     Q_PROPERTY(int tabCount READ tabCount NOTIFY libraryChanged)
 
 public:
-    // Answers a question (already trimmed) about a copy of the library: the
-    // assistant's text, cards and byAI. Runs on a worker thread.
-    using Answerer = std::function<ChatMessage(const QString &question, const LibraryData &data)>;
+    // Answers a question (already trimmed) about a copy of the library.
+    // Runs on a worker thread.
+    using Answerer = std::function<ChatAnswer(const QString &question, const LibraryData &data)>;
 
     // What the model works with; tests hand in fakes.
     struct Services
@@ -98,7 +99,7 @@ public:
         std::shared_ptr<QSettings> settings;          // the per-user store when null
         QString autostartFolder;                      // $XDG_CONFIG_HOME/autostart when empty
         std::function<bool()> aiAvailable;            // AIStatus::isAvailable when empty
-        Answerer answer;                              // required
+        Answerer answer;                              // the chat over the embedder when empty
         int searchDelayMs = 200;
     };
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "SavedTab.h"
+#include "ChatCard.h"
 
 #include <QList>
 #include <QString>
@@ -12,18 +12,10 @@ struct ChatMessage
 {
     enum class Role { user, assistant };
 
-    // A recommended tab and why it fits; identified by the tab's id.
-    struct Card
-    {
-        SavedTab tab;
-        QString reason;
-        friend bool operator==(const Card &, const Card &) = default;
-    };
-
     QUuid id;
     Role role = Role::user;
     QString text;
-    QList<Card> cards;
+    QList<ChatCard> cards; // empty for questions
     bool byAI = false;
 
     friend bool operator==(const ChatMessage &, const ChatMessage &) = default;

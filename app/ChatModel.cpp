@@ -34,7 +34,7 @@ QVariant ChatModel::data(const QModelIndex &index, int role) const
     case ByAIRole: return message.byAI;
     case CardsRole: {
         QVariantList cards;
-        for (const ChatMessage::Card &card : message.cards) {
+        for (const ChatCard &card : message.cards) {
             QVariantMap map = TabListModel::toMap(card.tab);
             map.insert(QStringLiteral("reason"), card.reason);
             cards.append(map);

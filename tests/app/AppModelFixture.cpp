@@ -1,5 +1,6 @@
 #include "AppModelFixture.h"
 
+#include "Chat.h"
 #include "Embedder.h"
 #include "LibraryStore.h"
 
@@ -28,17 +29,15 @@ AppModel &AppModelFixture::model()
         services.settings = m_settings;
         services.autostartFolder = autostartFolder();
         services.aiAvailable = [] { return false; };
-        services.answer = [gate = m_gate](const QString &question, const LibraryData &data) {
-            std::unique_lock lock(gate->mutex);
-            gate->changed.wait(lock, [&] { return !gate->hold; });
-            ++gate->given;
-            ChatMessage reply;
-            reply.text = QStringLiteral("Antwort auf ") + question;
-            for (const SavedTab &tab : data.tabs) {
-                if (tab.title.contains(question, Qt::CaseInsensitive))
-                    reply.cards.append({tab, tab.summary});
+        // The real chat, held back while the test wants to watch it work.
+        services.answer = [gate = m_gate, chat = std::make_shared<const Chat>(m_embedder)](
+                              const QString &question, const LibraryData &data) {
+            {
+                std::unique_lock lock(gate->mutex);
+                gate->changed.wait(lock, [&] { return !gate->hold; });
+                ++gate->given;
             }
-            return reply;
+            return chat->answer(question, data);
         };
         m_model = std::make_unique<AppModel>(std::move(services));
     }
