@@ -1,5 +1,6 @@
 #include "SleepOptions.h"
 
+#include <QHashFunctions>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonParseError>
@@ -66,4 +67,10 @@ Result<SleepOptions> SleepOptions::decode(const QByteArray &json)
     if (error.error != QJsonParseError::NoError || !document.isObject())
         return Result<SleepOptions>::failure(QStringLiteral("Die Einstellungen sind kein JSON-Objekt."));
     return fromJson(document.object());
+}
+
+size_t qHash(const SleepOptions &options, size_t seed)
+{
+    return qHashMulti(seed, options.groupByWindow, options.sortByTopic, options.saveContent, options.keepPinned,
+                      options.pinnedDomains);
 }

@@ -24,3 +24,5 @@ struct SleepOptions
 
     friend bool operator==(const SleepOptions &, const SleepOptions &) = default;
 };
+
+size_t qHash(const SleepOptions &options, size_t seed = 0);

@@ -2,6 +2,8 @@
 
 #include "Fmt.h"
 
+#include <QHashFunctions>
+
 namespace {
 
 SleepStage of(SleepStage::Kind kind)
@@ -110,4 +112,9 @@ bool SleepStage::isRunning() const
         break;
     }
     return false;
+}
+
+size_t qHash(const SleepStage &stage, size_t seed)
+{
+    return qHashMulti(seed, int(stage.kind), stage.done, stage.total, stage.stats, stage.message);
 }

@@ -33,3 +33,5 @@ struct SleepStage
 
     friend bool operator==(const SleepStage &, const SleepStage &) = default;
 };
+
+size_t qHash(const SleepStage &stage, size_t seed = 0);

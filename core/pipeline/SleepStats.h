@@ -16,3 +16,5 @@ struct SleepStats
 
     friend bool operator==(const SleepStats &, const SleepStats &) = default;
 };
+
+size_t qHash(const SleepStats &stats, size_t seed = 0);

@@ -4,6 +4,7 @@
 
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QSet>
 #include <QTest>
 
 using Kind = SleepStage::Kind;
@@ -77,6 +78,25 @@ private Q_SLOTS:
         QVERIFY(SleepStage::fetching(1, 2) != SleepStage::summarizing(1, 2));
         QVERIFY(SleepStage::fetching(1, 2) != SleepStage::fetching(2, 2));
         QVERIFY(SleepStage::failed(QStringLiteral("a")) != SleepStage::failed(QStringLiteral("b")));
+    }
+
+    void valuesWorkAsSetMembers()
+    {
+        SleepOptions pinned;
+        pinned.pinnedDomains = {QStringLiteral("a.ch")};
+        SleepOptions otherPin = pinned;
+        otherPin.pinnedDomains = {QStringLiteral("b.ch")};
+        const QSet<SleepOptions> options = {SleepOptions(), pinned, SleepOptions(pinned), otherPin};
+        QCOMPARE(options.size(), 3);
+
+        SleepStats a;
+        a.tabs = 3;
+        SleepStats b = a;
+        b.closed = 1;
+        const QSet<SleepStage> stages = {SleepStage::finished(a), SleepStage::finished(b), SleepStage::finished(a),
+                                         SleepStage::fetching(1, 2), SleepStage::summarizing(1, 2),
+                                         SleepStage::fetching(1, 2)};
+        QCOMPARE(stages.size(), 4);
     }
 
     void sentence_data()
