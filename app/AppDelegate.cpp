@@ -6,9 +6,11 @@
 #include <QQuickView>
 #include <QSettings>
 
-#include "FreedesktopNotifications.h"
+#include "AppModel.h"
+#include "Embedder.h"
 #include "Library.h"
 #include "MainMenu.h"
+#include "NotificationAnswers.h"
 #include "QmlModule.h"
 #include "Reminders.h"
 #include "TrayController.h"
@@ -32,17 +34,25 @@ AppDelegate::~AppDelegate()
     m_tray.reset();
     m_windows.reset();
     m_menu.reset();
-    m_notifications.reset();
+    m_model.reset();
 }
 
 void AppDelegate::launch()
 {
+    // The desktop application is the one place that posts notifications.
+    Reminders::setEnabled(true);
+    // The tray keeps the application alive when every window is closed; only
+    // the quit commands end it.
+    QGuiApplication::setQuitOnLastWindowClosed(false);
     m_library = std::make_unique<Library>(m_store);
+    m_embedder = std::make_shared<Embedder>(true);
+    m_model = AppModel::createDefault(m_library.get(), m_embedder);
 
     m_engine = std::make_unique<QQmlEngine>();
     QmlModule::prepare(*m_engine);
     m_settings = std::make_unique<QSettings>();
     m_windows = std::make_unique<WindowManager>(m_engine.get(), m_settings.get());
+    connect(m_windows.get(), &WindowManager::chatQuestionAsked, m_model.get(), &AppModel::ask);
 
     buildMainMenu();
     buildStatusItem();
@@ -50,7 +60,7 @@ void AppDelegate::launch()
     setUpNotifications();
 
     // Bursts of changes (a sleep run writes several times) refresh the tray once.
-    connect(m_library.get(), &Library::dataChanged, &m_titleDebounce,
+    connect(m_model.get(), &AppModel::libraryChanged, &m_titleDebounce,
             qOverload<>(&QTimer::start));
     connect(qGuiApp, &QGuiApplication::applicationStateChanged, this,
             [this](Qt::ApplicationState state) {
@@ -60,6 +70,7 @@ void AppDelegate::launch()
             });
     m_timer.start();
 
+    m_model->refreshLiveCount();
     updateStatusTitle();
     m_windows->showLibrary();
     qCInfo(lcDelegate) << "started; library window open";
@@ -80,6 +91,8 @@ void AppDelegate::tick()
     if (!m_library)
         return;
     m_library->reloadIfChangedOnDisk();
+    m_model->refreshLiveCount();
+    m_model->dailyHintCheck();
     updateStatusTitle();
 }
 
@@ -92,7 +105,11 @@ void AppDelegate::updateStatusTitle()
 
 void AppDelegate::handleAnswer(const NotificationAnswer &answer)
 {
-    Q_UNUSED(answer);
+    if (!m_model)
+        return;
+    if (NotificationAnswers::apply(*m_model, answer, m_clock)
+        == NotificationAnswers::Outcome::ShowDetail)
+        m_windows->showLibrary(); // which then shows the tab's detail
 }
 
 void AppDelegate::buildMainMenu()
@@ -105,6 +122,26 @@ void AppDelegate::buildMainMenu()
     connect(m_menu.get(), &MainMenu::openContextRequested, windows, &WindowManager::showContext);
     connect(m_menu.get(), &MainMenu::openSettingsRequested, windows, &WindowManager::showSettings);
     connect(m_menu.get(), &MainMenu::hideRequested, windows, &WindowManager::hideAll);
+    AppModel *model = m_model.get();
+    connect(m_menu.get(), &MainMenu::regroupRequested, model, &AppModel::regroupTopics);
+    connect(m_menu.get(), &MainMenu::findHintsRequested, model, [model, windows] {
+        model->generateHints(false);
+        // The hints list, even when nothing new was found.
+        model->setSelection(SidebarSelection::hints());
+        windows->showLibrary();
+    });
+    connect(m_menu.get(), &MainMenu::loadDemoRequested, model, [model, windows] {
+        model->loadDemoData();
+        windows->showLibrary();
+    });
+    connect(m_menu.get(), &MainMenu::toggleDemoRequested, model,
+            [model] { model->setDemoMode(!model->demoMode()); });
+    connect(m_menu.get(), &MainMenu::clearLibraryRequested, model, &AppModel::clearLibrary);
+    // The check mark shows the mode however it changed (the toggle, demo
+    // data, connecting the browser).
+    m_menu->setDemoMode(model->demoMode());
+    connect(model, &AppModel::demoModeChanged, m_menu.get(),
+            [this, model] { m_menu->setDemoMode(model->demoMode()); });
     // Queued: the menu that sent it is inside a window about to go away.
     connect(m_menu.get(), &MainMenu::quitRequested, qApp, &QCoreApplication::quit,
             Qt::QueuedConnection);
@@ -124,19 +161,21 @@ void AppDelegate::buildStatusItem()
             &WindowManager::showSettings);
     connect(m_tray.get(), &TrayController::quitRequested, qApp, &QCoreApplication::quit,
             Qt::QueuedConnection);
+    connect(m_tray.get(), &TrayController::popoverAboutToShow, m_model.get(),
+            &AppModel::refreshLiveCount);
     m_tray->show();
 }
 
 void AppDelegate::setUpNotifications()
 {
-    Reminders::setEnabled(true);
-    if (!Reminders::isUsable())
+    NotificationService *service = m_model->notifications();
+    if (!service || !Reminders::isUsable())
         return;
-    m_notifications = std::make_unique<FreedesktopNotifications>();
-    connect(m_notifications.get(), &NotificationService::answered, this,
-            &AppDelegate::handleAnswer, Qt::QueuedConnection);
-    // Rescheduling may ask the bus for pending requests: not in the way of the first window.
-    QTimer::singleShot(0, this, [this] {
-        Reminders::rescheduleAll(*m_notifications, m_library->data().tabs, m_clock);
+    // Queued: the answer comes from the bus and reaches the model on its next turn.
+    connect(service, &NotificationService::answered, this, &AppDelegate::handleAnswer,
+            Qt::QueuedConnection);
+    // Not in the way of the first window.
+    QTimer::singleShot(0, this, [this, service] {
+        Reminders::rescheduleAll(*service, m_library->data().tabs, m_clock);
     });
 }

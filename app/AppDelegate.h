@@ -9,9 +9,10 @@
 #include "LibraryStore.h"
 #include "NotificationRequest.h"
 
+class AppModel;
+class Embedder;
 class Library;
 class MainMenu;
-class NotificationService;
 class QQmlEngine;
 class QSettings;
 class TrayController;
@@ -44,6 +45,7 @@ public:
     void handleAnswer(const NotificationAnswer &answer);
 
     Library *library() const { return m_library.get(); }
+    AppModel *model() const { return m_model.get(); }
     WindowManager *windows() const { return m_windows.get(); }
     TrayController *tray() const { return m_tray.get(); }
     MainMenu *mainMenu() const { return m_menu.get(); }
@@ -60,10 +62,11 @@ private:
     std::unique_ptr<QQmlEngine> m_engine;
     std::unique_ptr<QSettings> m_settings;
     std::unique_ptr<Library> m_library;
+    std::shared_ptr<Embedder> m_embedder;
+    std::unique_ptr<AppModel> m_model;
     std::unique_ptr<WindowManager> m_windows;
     std::unique_ptr<MainMenu> m_menu;
     std::unique_ptr<TrayController> m_tray;
-    std::unique_ptr<NotificationService> m_notifications;
     QTimer m_timer;
     QTimer m_titleDebounce;
 };

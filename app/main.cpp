@@ -28,10 +28,6 @@ int main(int argc, char *argv[])
     if (instance.claim() == SingleInstance::Role::Activated)
         return 0;
 
-    // The tray keeps the application alive when every window is closed; only
-    // the quit commands end it.
-    QApplication::setQuitOnLastWindowClosed(false);
-
     AppDelegate delegate;
     QObject::connect(&instance, &SingleInstance::activationRequested, &delegate,
                      &AppDelegate::activate);
