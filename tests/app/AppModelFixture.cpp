@@ -28,7 +28,9 @@ AppModel &AppModelFixture::model()
         services.clock = &m_clock;
         services.settings = m_settings;
         services.autostartFolder = autostartFolder();
-        services.aiAvailable = [] { return false; };
+        if (!m_systemAIStatus)
+            services.aiAvailable = [] { return false; };
+        services.notifications = m_notifications;
         // The real chat, held back while the test wants to watch it work.
         services.answer = [gate = m_gate, chat = std::make_shared<const Chat>(m_embedder)](
                               const QString &question, const LibraryData &data) {

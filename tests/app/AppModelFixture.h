@@ -35,6 +35,11 @@ public:
     QString path(const QString &name) const { return m_dir.filePath(name); }
     QString autostartFolder() const { return path(QStringLiteral("autostart")); }
 
+    // Before model(): the notification service, and whether to ask the
+    // model server (the environment's) instead of reporting "unavailable".
+    void useNotifications(NotificationService *service) { m_notifications = service; }
+    void useSystemAIStatus() { m_systemAIStatus = true; }
+
     // Answers wait until released when holding, so a test can watch chatBusy.
     void holdAnswers(bool hold);
     int answersGiven() const;
@@ -51,6 +56,8 @@ private:
     std::shared_ptr<Embedder> m_embedder;
     std::shared_ptr<FakeBrowserBridge> m_bridge;
     std::shared_ptr<BrowserBridge> m_bridgeOverride;
+    NotificationService *m_notifications = nullptr;
+    bool m_systemAIStatus = false;
     std::shared_ptr<QSettings> m_settings;
     std::unique_ptr<AppModel> m_model;
 
