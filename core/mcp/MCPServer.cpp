@@ -354,8 +354,10 @@ QJsonObject MCPServer::search(const QJsonObject &arguments, const LibraryData &d
 
 QJsonObject MCPServer::recent(const QJsonObject &arguments, const LibraryData &data) const
 {
-    const qint64 days =
-        std::max<qint64>(integerArgument(arguments, QStringLiteral("days")).value_or(7), 1);
+    // Beyond a million days (some 2,700 years) every tab counts anyway; the
+    // cap keeps the seconds below from overflowing.
+    const qint64 days = std::clamp<qint64>(
+        integerArgument(arguments, QStringLiteral("days")).value_or(7), 1, 1'000'000);
     const QDateTime cutoff = m_clock.now().addSecs(-days * 86400);
     QList<const SavedTab *> tabs;
     for (const SavedTab &tab : data.tabs) {

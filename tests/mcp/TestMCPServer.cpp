@@ -277,6 +277,8 @@ void TestMCPServer::recentTabs_data()
     QTest::newRow("negative as one") << QJsonValue(-5) << 2 << 0;
     QTest::newRow("string ignored") << QJsonValue("3") << 8 << 0;
     QTest::newRow("capped at hundred") << QJsonValue(400) << 100 << 0;
+    // Days times seconds per day would overflow a 64-bit count.
+    QTest::newRow("largest integer accepted") << QJsonValue(9.0e15) << 100 << 0;
 }
 
 void TestMCPServer::recentTabs()
