@@ -615,19 +615,18 @@ void AppModel::open(const QList<SavedTab> &tabs)
                 tab.readAt = now;
         }
     });
-    if (m_safariConnected && urls.size() > 1) {
-        ++m_work->pending;
-        runThenApply(
-            this,
-            [bridge = m_bridge, urls] {
-                if (!bridge->reopen(urls, true))
-                    bridge->openWithWorkspace(urls);
-                return true;
-            },
-            [this](bool) { --m_work->pending; });
-        return;
-    }
-    m_bridge->openWithWorkspace(urls);
+    // Even the default handler may go through a connected browser and wait
+    // for it, so both ways run off the main thread.
+    const bool inBrowser = m_safariConnected && urls.size() > 1;
+    ++m_work->pending;
+    runThenApply(
+        this,
+        [bridge = m_bridge, urls, inBrowser] {
+            if (!inBrowser || !bridge->reopen(urls, true))
+                bridge->openWithWorkspace(urls);
+            return true;
+        },
+        [this](bool) { --m_work->pending; });
 }
 
 void AppModel::save(const SavedTab &tab)

@@ -7,11 +7,17 @@
 #include "ModelClient.h"
 #include "NotificationService.h"
 #include "Reminders.h"
+#include "Embedder.h"
+#include "Library.h"
+#include "LibraryStore.h"
+#include "SafariError.h"
 #include "context/PrivateBus.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QFileInfo>
 #include <QJsonObject>
+#include <QTemporaryDir>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -91,6 +97,7 @@ private Q_SLOTS:
     void hintsAreAnnouncedOnlyWhenAsked();
 
     void askUsesTheModel();
+    void productionWiring();
 
 private:
     PrivateBus m_bus;
@@ -230,6 +237,32 @@ void TestAppModelServices::askUsesTheModel()
     QCOMPARE(answer.cards.size(), 1);
     QCOMPARE(answer.cards.first().reason, QStringLiteral("Die Tasche schützt."));
     QCOMPARE(m_server->requestCount("/api/chat"), 1);
+}
+
+void TestAppModelServices::productionWiring()
+{
+    // The browser socket goes into a folder of the test's own.
+    QTemporaryDir runtime;
+    QVERIFY(runtime.isValid());
+    qputenv("XDG_RUNTIME_DIR", runtime.path().toUtf8());
+    qputenv("PELLMORA_NO_AI", "1");
+    Library library(LibraryStore(runtime.filePath(QStringLiteral("library.json"))));
+    std::unique_ptr<AppModel> model = AppModel::createDefault(&library, std::make_shared<Embedder>(false));
+    qunsetenv("PELLMORA_NO_AI");
+    QVERIFY(model->notifications());
+    QVERIFY(QFileInfo(runtime.filePath(QStringLiteral("pellmora/browser.sock"))).exists());
+
+    // No browser has connected: Safari counts as not running.
+    QVERIFY(!model->bridge().isSafariRunning());
+    model->connectSafari();
+    QCOMPARE(model->safariMessage(), std::optional(SafariError::notRunning().errorDescription()));
+    model->setDemoMode(true);
+    QSignalSpy ended(model.get(), &AppModel::sleepRunEnded);
+    model->sleepAllTabs();
+    QVERIFY(ended.wait(60000));
+    QCOMPARE(model->sleepStage().kind, SleepStage::Kind::done);
+    QCOMPARE(library.data().tabs.size(), 52);
+    model->setDemoMode(false);
 }
 
 QTEST_GUILESS_MAIN(TestAppModelServices)
