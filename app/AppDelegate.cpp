@@ -1,14 +1,17 @@
 #include "AppDelegate.h"
 
+#include <QFutureWatcher>
 #include <QGuiApplication>
 #include <QLoggingCategory>
 #include <QQmlEngine>
 #include <QQuickView>
 #include <QSettings>
+#include <QtConcurrent/QtConcurrentRun>
 
 #include "AppModel.h"
 #include "Embedder.h"
 #include "Library.h"
+#include "LibraryTransfer.h"
 #include "MainMenu.h"
 #include "NotificationAnswers.h"
 #include "QmlModule.h"
@@ -137,6 +140,8 @@ void AppDelegate::buildMainMenu()
     connect(m_menu.get(), &MainMenu::toggleDemoRequested, model,
             [model] { model->setDemoMode(!model->demoMode()); });
     connect(m_menu.get(), &MainMenu::clearLibraryRequested, model, &AppModel::clearLibrary);
+    connect(m_menu.get(), &MainMenu::importRequested, this, &AppDelegate::importFile);
+    connect(m_menu.get(), &MainMenu::exportRequested, this, &AppDelegate::exportFile);
     // The check mark shows the mode however it changed (the toggle, demo
     // data, connecting the browser).
     m_menu->setDemoMode(model->demoMode());
@@ -145,6 +150,32 @@ void AppDelegate::buildMainMenu()
     // Queued: the menu that sent it is inside a window about to go away.
     connect(m_menu.get(), &MainMenu::quitRequested, qApp, &QCoreApplication::quit,
             Qt::QueuedConnection);
+}
+
+void AppDelegate::importFile(const QString &path)
+{
+    using Read = Result<ImportResult>;
+    auto *watcher = new QFutureWatcher<Read>(this);
+    connect(watcher, &QFutureWatcher<Read>::finished, this, [this, watcher] {
+        watcher->deleteLater();
+        const Read read = watcher->result();
+        if (!read) {
+            m_model->setNotice(read.error());
+        } else {
+            const Result<QString> applied =
+                LibraryTransfer::applyImport(*m_library, *read, m_clock.now());
+            m_model->setNotice(applied ? *applied : applied.error());
+        }
+        m_windows->showLibrary();
+        emit importFinished();
+    });
+    watcher->setFuture(QtConcurrent::run([path] { return LibraryTransfer::readImport(path); }));
+}
+
+void AppDelegate::exportFile(const QString &path)
+{
+    const Result<QString> written = LibraryTransfer::exportTo(m_library->data(), path);
+    m_model->setNotice(written ? *written : written.error());
 }
 
 void AppDelegate::buildStatusItem()

@@ -43,6 +43,10 @@ public:
     void tick();
     void updateStatusTitle();
     void handleAnswer(const NotificationAnswer &answer);
+    // The file menu's import (read on a worker thread) and export; each ends
+    // in the library window's notice.
+    void importFile(const QString &path);
+    void exportFile(const QString &path);
 
     Library *library() const { return m_library.get(); }
     AppModel *model() const { return m_model.get(); }
@@ -51,6 +55,10 @@ public:
     MainMenu *mainMenu() const { return m_menu.get(); }
     QQmlEngine *engine() const { return m_engine.get(); }
     const QTimer &timer() const { return m_timer; }
+
+signals:
+    // An import finished (its notice is set), for callers that wait on it.
+    void importFinished();
 
 private:
     void buildMainMenu();

@@ -85,8 +85,9 @@ void MainMenu::clearLibrary()
 
 void MainMenu::importLibrary()
 {
-    auto *dialog = new QFileDialog(nullptr, QStringLiteral("Importieren"), QDir::homePath(),
-                                   QStringLiteral("Pellmora-Bibliothek (*.json)"));
+    auto *dialog = new QFileDialog(nullptr, QStringLiteral("Importieren"), QDir::homePath());
+    dialog->setNameFilters({QStringLiteral("Tab-Listen, Lesezeichen und Exporte (*.txt *.html *.htm *.json)"),
+                            QStringLiteral("Alle Dateien (*)")});
     dialog->setAcceptMode(QFileDialog::AcceptOpen);
     dialog->setFileMode(QFileDialog::ExistingFile);
     dialog->setAttribute(Qt::WA_DeleteOnClose);
@@ -96,12 +97,28 @@ void MainMenu::importLibrary()
 
 void MainMenu::exportLibrary()
 {
+    // The format follows the file's ending; each filter brings its own.
+    static const QList<std::pair<QString, QString>> filters = {
+        {QStringLiteral("Pellmora-Bibliothek (*.json)"), QStringLiteral("json")},
+        {QStringLiteral("Lesezeichen (*.html)"), QStringLiteral("html")},
+        {QStringLiteral("Tab-Liste (*.txt)"), QStringLiteral("txt")},
+        {QStringLiteral("Markdown (*.md)"), QStringLiteral("md")},
+    };
     auto *dialog = new QFileDialog(nullptr, QStringLiteral("Exportieren"),
-                                   QDir::home().filePath(QStringLiteral("Pellmora.json")),
-                                   QStringLiteral("Pellmora-Bibliothek (*.json)"));
+                                   QDir::home().filePath(QStringLiteral("Pellmora.json")));
+    QStringList names;
+    for (const auto &filter : filters)
+        names.append(filter.first);
+    dialog->setNameFilters(names);
     dialog->setAcceptMode(QFileDialog::AcceptSave);
-    dialog->setDefaultSuffix(QStringLiteral("json"));
+    dialog->setDefaultSuffix(filters.first().second);
     dialog->setAttribute(Qt::WA_DeleteOnClose);
+    connect(dialog, &QFileDialog::filterSelected, dialog, [dialog](const QString &name) {
+        for (const auto &filter : filters) {
+            if (filter.first == name)
+                dialog->setDefaultSuffix(filter.second);
+        }
+    });
     connect(dialog, &QFileDialog::fileSelected, this, &MainMenu::exportRequested);
     dialog->open();
 }

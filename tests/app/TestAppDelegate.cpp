@@ -12,6 +12,7 @@
 #include "Library.h"
 #include "LibraryStore.h"
 #include "MainMenu.h"
+#include "TestSupport.h"
 #include "TrayController.h"
 #include "WindowManager.h"
 
@@ -32,6 +33,7 @@ private slots:
     void demoToggleFlipsTheModelAndTheMark();
     void clickOnANotificationShowsTheTab();
     void laterStartBringsTheLibraryBack();
+    void importFromTheFileMenu();
 
 private:
     SavedTab tab(const QString &title) const;
@@ -175,6 +177,27 @@ void TestAppDelegate::laterStartBringsTheLibraryBack()
     QVERIFY(!libraryWindow()->isVisible());
     m_delegate->activate();
     QVERIFY(libraryWindow()->isVisible());
+}
+
+void TestAppDelegate::importFromTheFileMenu()
+{
+    const QString path = m_dir->filePath(QStringLiteral("tabs.txt"));
+    QVERIFY(TestSupport::writeFile(path, "https://www.sbb.ch/ | SBB\nnicht eine Adresse\n\n"
+                                         "https://www.alfama.pt/ | Alfama\n"));
+    libraryWindow()->hide();
+    QSignalSpy finished(m_delegate.get(), &AppDelegate::importFinished);
+    emit m_delegate->mainMenu()->importRequested(path);
+    QVERIFY(finished.wait());
+    QCOMPARE(m_delegate->library()->data().tabs.size(), 2);
+    QCOMPARE(m_delegate->model()->notice(),
+             std::optional<QString>(QStringLiteral("2 Tabs in 2 Fenstern importiert, 0 bereits "
+                                                   "gespeichert, 1 fehlerhafte Zeile übersprungen.")));
+    QVERIFY(libraryWindow()->isVisible());
+
+    emit m_delegate->mainMenu()->importRequested(m_dir->filePath(QStringLiteral("fehlt.txt")));
+    QVERIFY(finished.wait());
+    QVERIFY(m_delegate->model()->notice()->contains(QStringLiteral("kann nicht gelesen werden")));
+    QCOMPARE(m_delegate->library()->data().tabs.size(), 2);
 }
 
 QTEST_MAIN(TestAppDelegate)
