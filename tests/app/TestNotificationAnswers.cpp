@@ -114,6 +114,8 @@ void TestNotificationAnswers::actions()
     const Outcome got = NotificationAnswers::apply(
         model, answerFor(action, Reminders::uuidText(m_tab.id)), m_fixture->clock());
     QCOMPARE(got, outcome);
+    // Opening runs on a worker thread.
+    QTRY_VERIFY(!model.isBusy());
 
     const LibraryData &data = m_fixture->library().data();
     const std::optional<SavedTab> saved = data.tab(m_tab.id);
