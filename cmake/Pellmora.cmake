@@ -17,7 +17,11 @@ set(PELLMORA_TEST_ENV
     PELLMORA_NO_NOTIFICATIONS=1
     XDG_DATA_HOME=${CMAKE_BINARY_DIR}/test-home/data
     XDG_CONFIG_HOME=${CMAKE_BINARY_DIR}/test-home/config
-    XDG_CACHE_HOME=${CMAKE_BINARY_DIR}/test-home/cache)
+    XDG_CACHE_HOME=${CMAKE_BINARY_DIR}/test-home/cache
+    # so a test's browser hub never meets the user's browsers or running app
+    XDG_RUNTIME_DIR=${CMAKE_BINARY_DIR}/test-home/run)
+file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/test-home/run)
+file(CHMOD ${CMAKE_BINARY_DIR}/test-home/run PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE)
 if(PELLMORA_SANITIZE)
     list(APPEND PELLMORA_TEST_ENV
         "ASAN_OPTIONS=detect_leaks=1:abort_on_error=0:strict_string_checks=1"

@@ -1,16 +1,21 @@
 #include <QTest>
 
+#include <algorithm>
 #include <chrono>
+#include <memory>
 
 #include "BrowserHub.h"
 #include "ExtensionBridge.h"
+#include "LibraryStore.h"
 #include "LocalHttpServer.h"
 #include "RemoteBrowser.h"
+#include "TestSupport.h"
 
 using namespace std::chrono_literals;
 
 // The whole way from Pellmora through the host and the extension into a real
-// headless browser and back.
+// headless browser and back: set up through the bridge, put to sleep with
+// pellmora-cli sleep, brought back through the bridge.
 class TestBrowserEndToEnd : public QObject
 {
     Q_OBJECT
@@ -18,6 +23,9 @@ class TestBrowserEndToEnd : public QObject
 private slots:
     void sleepAndReopen_data();
     void sleepAndReopen();
+
+private:
+    static TestSupport::ProcessResult sleepFromCli(const RemoteBrowser &browser, const QStringList &flags);
 };
 
 void TestBrowserEndToEnd::sleepAndReopen_data()
@@ -50,10 +58,10 @@ void TestBrowserEndToEnd::sleepAndReopen()
     const QString failed = browser.start();
     QVERIFY2(failed.isEmpty(), qPrintable(failed));
 
-    BrowserHub hub(browser.socketPath());
-    QVERIFY(hub.start());
-    QVERIFY2(hub.waitForBrowsers(1, 40s), qPrintable(browser.log()));
-    ExtensionBridge bridge(&hub);
+    auto hub = std::make_unique<BrowserHub>(browser.socketPath());
+    QVERIFY(hub->start());
+    QVERIFY2(hub->waitForBrowsers(1, 40s), qPrintable(browser.log()));
+    ExtensionBridge bridge(hub.get());
     const auto urls = [](const QStringList &list) {
         QList<QUrl> out;
         for (const QString &u : list)
@@ -83,18 +91,68 @@ void TestBrowserEndToEnd::sleepAndReopen()
     QCOMPARE(count->tabs, 6);
     QCOMPARE(count->windows, 3);
 
-    // Sleep: every saved page closes except the pinned domain.
-    const QSet<QString> saved(all.cbegin(), all.cend());
-    const SafariResult<int> closed = bridge.closeTabs(saved, {QStringLiteral("LOCALHOST")});
-    QVERIFY(closed);
-    QCOMPARE(*closed, 4);
+    // Sleep from the command line: its own hub, so ours steps aside; the
+    // hosts find the new one by themselves.
+    hub.reset();
+    const TestSupport::ProcessResult slept = sleepFromCli(browser, {"--keep-pinned", "LOCALHOST"});
+    QVERIFY2(slept.exitCode == 0, qPrintable(slept.err + browser.log()));
     QVERIFY2(browser.waitForPages({pinned}), qPrintable(browser.openPages().join(' ')));
 
+    // Every page once, with the window and position it had.
+    LibraryData library = LibraryStore(browser.libraryPath()).load();
+    QCOMPARE(library.tabs.size(), all.size());
+    QHash<QString, SavedTab> byUrl;
+    for (const SavedTab &tab : std::as_const(library.tabs))
+        byUrl.insert(tab.url, tab);
+    QCOMPARE(byUrl.size(), all.size());
+    for (const auto &[window, pages] : {std::pair{0, first}, std::pair{1, second}}) {
+        const SavedTab &lead = byUrl.value(pages.first());
+        QCOMPARE(lead.windowIndex, snapshot->at(window).index);
+        QList<QUuid> ids;
+        for (qsizetype i = 0; i < pages.size(); ++i) {
+            const SavedTab &tab = byUrl.value(pages.at(i));
+            QCOMPARE(tab.windowIndex, lead.windowIndex);
+            QCOMPARE(tab.windowId, lead.windowId);
+            QCOMPARE(tab.tabIndex, i + 1);
+            QCOMPARE(tab.title, QStringLiteral("Seite ") + QUrl(pages.at(i)).path().mid(1));
+            ids.append(tab.id);
+        }
+        const auto saved = std::find_if(library.windows.cbegin(), library.windows.cend(),
+                                        [&](const SavedWindow &w) { return w.id == lead.windowId; });
+        QVERIFY(saved != library.windows.cend());
+        QCOMPARE(saved->tabIds, ids);
+    }
+
     // Reopening brings them back.
+    hub = std::make_unique<BrowserHub>(browser.socketPath());
+    QVERIFY(hub->start());
+    QVERIFY2(hub->waitForBrowsers(1, 20s), qPrintable(browser.log()));
+    ExtensionBridge again(hub.get());
     QStringList asleep = all;
     asleep.removeOne(pinned);
-    QVERIFY(bridge.reopen(urls(asleep), true));
+    QVERIFY(again.reopen(urls(asleep), true));
     QVERIFY2(browser.waitForPages(all), qPrintable(browser.openPages().join(' ')));
+
+    // Without the pinned domain everything closes, the browser stays open
+    // for the next time, and nothing is saved twice.
+    hub.reset();
+    const TestSupport::ProcessResult sleptAgain = sleepFromCli(browser, {"--no-topics"});
+    QVERIFY2(sleptAgain.exitCode == 0, qPrintable(sleptAgain.err));
+    QVERIFY2(browser.waitForPages({}), qPrintable(browser.openPages().join(' ')));
+    library = LibraryStore(browser.libraryPath()).load();
+    QCOMPARE(library.tabs.size(), all.size());
+    hub = std::make_unique<BrowserHub>(browser.socketPath());
+    QVERIFY(hub->start());
+    QVERIFY2(hub->waitForBrowsers(1, 20s), qPrintable(browser.log()));
+}
+
+TestSupport::ProcessResult TestBrowserEndToEnd::sleepFromCli(const RemoteBrowser &browser, const QStringList &flags)
+{
+    QHash<QString, QString> env = browser.environment();
+    env.insert("PELLMORA_NO_AI", "1");
+    env.insert("PELLMORA_NO_SEMANTIC", "1");
+    env.insert("PELLMORA_NO_NOTIFICATIONS", "1");
+    return TestSupport::run(QStringLiteral(PELLMORA_CLI), QStringList{"sleep"} + flags, env);
 }
 
 QTEST_GUILESS_MAIN(TestBrowserEndToEnd)
