@@ -175,7 +175,11 @@ void BrowserHub::received(int linkId, const QJsonObject &message)
         browser.instance = message.value(QStringLiteral("instance")).toString();
         browser.protocol = message.value(QStringLiteral("protocol")).toInt();
         QMutexLocker lock(&m_mutex);
-        m_browsers.append(browser);
+        // Hellos may arrive out of step with the connections; windows are
+        // numbered by connection order.
+        const auto at = std::upper_bound(m_browsers.begin(), m_browsers.end(), linkId,
+                                         [](int id, const ConnectedBrowser &b) { return id < b.id; });
+        m_browsers.insert(at, browser);
         m_changed.wakeAll();
         return;
     }

@@ -1,5 +1,4 @@
 #include <QJsonArray>
-#include <QLocalSocket>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -8,95 +7,12 @@
 
 #include "BrowserHub.h"
 #include "ExtensionBridge.h"
+#include "FakeExtension.h"
 #include "NativeFrame.h"
 
 using namespace std::chrono_literals;
 
 namespace {
-
-// One browser as the extension presents it: windows of {tabId, url, title},
-// answering list, count, close and open requests like the real one.
-struct FakeExtension
-{
-    explicit FakeExtension(QString browser) : name(std::move(browser)) {}
-
-    QString name;
-    QList<QList<QJsonObject>> windows;
-    QLocalSocket socket;
-    NativeFrame reader;
-    QString refuse; // when set, every request is refused with this message
-    QList<QJsonObject> opened;
-
-    bool connectTo(const QString &path)
-    {
-        socket.connectToServer(path);
-        if (!socket.waitForConnected(2000))
-            return false;
-        socket.write(NativeFrame::encode({{"type", "hello"}, {"protocol", 1}, {"browser", name}, {"instance", name}}));
-        return socket.waitForBytesWritten(2000);
-    }
-
-    QJsonObject answer(const QJsonObject &request)
-    {
-        const QString type = request.value("type").toString();
-        if (!refuse.isEmpty())
-            return {{"error", refuse}};
-        if (type == "list") {
-            QJsonArray ws;
-            for (const auto &w : windows) {
-                QJsonArray tabs;
-                for (int i = 0; i < w.size(); ++i) {
-                    QJsonObject t = w.at(i);
-                    t.insert("index", i);
-                    tabs.append(t);
-                }
-                ws.append(QJsonObject{{"tabs", tabs}});
-            }
-            return {{"windows", ws}};
-        }
-        if (type == "count") {
-            int tabs = 0, wins = 0;
-            for (const auto &w : windows) {
-                tabs += int(w.size());
-                wins += w.isEmpty() ? 0 : 1;
-            }
-            return {{"tabs", tabs}, {"windows", wins}};
-        }
-        if (type == "close") {
-            int closed = 0;
-            for (const QJsonValue &v : request.value("tabs").toArray()) {
-                const QJsonObject c = v.toObject();
-                for (auto &w : windows)
-                    closed += int(w.removeIf([&](const QJsonObject &t) {
-                        return t.value("tabId") == c.value("tabId") && t.value("url") == c.value("url");
-                    }));
-            }
-            return {{"closed", closed}};
-        }
-        opened.append(request);
-        return {{"ok", true}};
-    }
-
-    void serveOnce()
-    {
-        if (!socket.waitForReadyRead(10))
-            return;
-        for (const QJsonObject &request : reader.feed(socket.readAll())) {
-            QJsonObject reply = answer(request);
-            reply.insert("id", request.value("id"));
-            socket.write(NativeFrame::encode(reply));
-            socket.flush();
-        }
-    }
-};
-
-QJsonObject tab(int id, const QString &url, const QString &title = {})
-{
-    QJsonObject t{{"tabId", id}, {"url", url}};
-    if (!title.isNull())
-        t.insert("title", title);
-    return t;
-}
 
 // Runs call on a worker thread while the fakes answer on this one.
 template <typename F>
@@ -138,8 +54,9 @@ void TestExtensionBridge::init()
     m_dir = std::make_unique<QTemporaryDir>();
     m_hub = std::make_unique<BrowserHub>(m_dir->path() + "/pellmora/browser.sock");
     QVERIFY(m_hub->start().ok());
-    m_chromium.windows = {{tab(1, "https://a.ch/1", "A1"), tab(2, "about:blank"), tab(3, "https://b.ch/x")},
-                          {tab(4, "about:blank")}};
+    const auto tab = &FakeExtension::tab;
+    m_chromium.windows = {{tab(1, "https://a.ch/1", "A1"), tab(2, "about:blank", {}), tab(3, "https://b.ch/x", {})},
+                          {tab(4, "about:blank", {})}};
     m_firefox.windows = {{tab(10, "https://Docs.example.org/p", "Docs"), tab(11, "https://a.ch/1", "A1 again")}};
     m_chromium.refuse.clear();
     m_firefox.opened.clear();
@@ -152,10 +69,8 @@ void TestExtensionBridge::init()
 
 void TestExtensionBridge::cleanup()
 {
-    m_chromium.socket.abort();
-    m_firefox.socket.abort();
-    m_chromium.reader = NativeFrame();
-    m_firefox.reader = NativeFrame();
+    m_chromium.disconnectNow();
+    m_firefox.disconnectNow();
     m_hub.reset();
     m_dir.reset();
 }

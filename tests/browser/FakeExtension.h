@@ -1,0 +1,35 @@
+#pragma once
+
+#include <QJsonObject>
+#include <QList>
+#include <QLocalSocket>
+#include <QString>
+
+#include "NativeFrame.h"
+
+// One browser as the extension presents it to Pellmora: windows of
+// {tabId, url, title}, answering list, count, close and open requests like
+// the real one does.
+class FakeExtension
+{
+public:
+    explicit FakeExtension(QString browser) : name(std::move(browser)) {}
+
+    QString name;
+    QList<QList<QJsonObject>> windows;
+    QLocalSocket socket;
+    NativeFrame reader;
+    QString refuse; // when set, every request is refused with this message
+    QList<QJsonObject> opened;
+
+    // Connects and says hello; false when nobody listens at path.
+    bool connectTo(const QString &path);
+    bool isConnected() const { return socket.state() == QLocalSocket::ConnectedState; }
+    void disconnectNow();
+    QJsonObject answer(const QJsonObject &request);
+    // Answers what arrived within a few milliseconds.
+    void serveOnce();
+    int tabCount() const;
+
+    static QJsonObject tab(int id, const QString &url, const QString &title = {});
+};
