@@ -96,10 +96,23 @@ RemoteBrowser::~RemoteBrowser()
     }
 }
 
+QString RemoteBrowser::program(Kind kind)
+{
+    return kind == Kind::chromium ? QStringLiteral("chromium") : QStringLiteral("firefox-esr");
+}
+
 QString RemoteBrowser::executable(Kind kind)
 {
-    return QStandardPaths::findExecutable(kind == Kind::chromium ? QStringLiteral("chromium")
-                                                                  : QStringLiteral("firefox-esr"));
+    return QStandardPaths::findExecutable(program(kind));
+}
+
+QString RemoteBrowser::version(Kind kind)
+{
+    QProcess process;
+    process.start(executable(kind), {"--version"});
+    if (!process.waitForFinished(20000))
+        return program(kind) + QStringLiteral(" (no version)");
+    return QString::fromUtf8(process.readAllStandardOutput()).trimmed();
 }
 
 QString RemoteBrowser::socketPath() const

@@ -27,7 +27,11 @@ public:
     RemoteBrowser(const RemoteBrowser &) = delete;
     RemoteBrowser &operator=(const RemoteBrowser &) = delete;
 
+    // The Debian command ("chromium", "firefox-esr"), its full path (empty
+    // when it is not on PATH) and what it says its version is.
+    static QString program(Kind kind);
     static QString executable(Kind kind);
+    static QString version(Kind kind);
 
     // Installs the extension and host, then starts the browser on a blank
     // page. Empty on success, else why not.

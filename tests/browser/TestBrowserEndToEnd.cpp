@@ -39,8 +39,12 @@ void TestBrowserEndToEnd::sleepAndReopen()
 {
     QFETCH(int, kind);
     const auto browserKind = RemoteBrowser::Kind(kind);
+    // Only a missing browser skips; one that is there but fails to start fails.
+    const QString program = RemoteBrowser::program(browserKind);
     if (RemoteBrowser::executable(browserKind).isEmpty())
-        QSKIP("browser not installed");
+        QSKIP(qPrintable(program + QStringLiteral(" is not on PATH (") + qEnvironmentVariable("PATH")
+                         + QStringLiteral("); scripts/install-deps installs it")));
+    qInfo().noquote() << "running" << RemoteBrowser::version(browserKind);
 
     LocalHttpServer server;
     QVERIFY(server.isListening());
