@@ -9,6 +9,7 @@
 #include <QtConcurrent/QtConcurrentRun>
 
 #include "AppModel.h"
+#include "AppModelForeign.h"
 #include "Embedder.h"
 #include "Library.h"
 #include "LibraryTransfer.h"
@@ -50,6 +51,7 @@ void AppDelegate::launch()
     m_library = std::make_unique<Library>(m_store);
     m_embedder = std::make_shared<Embedder>(true);
     m_model = AppModel::createDefault(m_library.get(), m_embedder);
+    AppModelForeign::setInstance(m_model.get());
 
     m_engine = std::make_unique<QQmlEngine>();
     QmlModule::prepare(*m_engine);

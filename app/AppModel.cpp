@@ -243,6 +243,11 @@ void AppModel::setSleepStage(const SleepStage &stage)
     Q_EMIT sleepStageChanged();
 }
 
+void AppModel::confirmSleepResult()
+{
+    setSleepStage(SleepStage::idle());
+}
+
 bool AppModel::isSleepRunning() const
 {
     return m_sleepStage.isRunning();
@@ -407,6 +412,27 @@ std::optional<Hint> AppModel::hintFor(const SavedTab &tab) const
 int AppModel::tabCount() const
 {
     return int(m_library->data().tabs.size());
+}
+
+int AppModel::remindersTodayCount() const
+{
+    return remindersOfToday(m_library->data(), m_clock->now());
+}
+
+int AppModel::openHintCount() const
+{
+    return int(m_library->data().openHints().size());
+}
+
+int AppModel::remindersOfToday(const LibraryData &data, const QDateTime &now)
+{
+    const QDate today = now.toLocalTime().date();
+    int count = 0;
+    for (const SavedTab &tab : data.tabs) {
+        if (tab.reminderAt && (tab.reminderAt->toLocalTime().date() <= today || *tab.reminderAt <= now))
+            ++count;
+    }
+    return count;
 }
 
 bool AppModel::isSearchPending() const

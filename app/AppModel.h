@@ -82,6 +82,9 @@ class AppModel : public QObject
     Q_PROPERTY(TabListModel *visibleTabs READ visibleTabsModel CONSTANT)
     Q_PROPERTY(SidebarModel *sidebar READ sidebarModel CONSTANT)
     Q_PROPERTY(int tabCount READ tabCount NOTIFY libraryChanged)
+    // The popover's footer: reminders of today (overdue ones included) and open hints.
+    Q_PROPERTY(int remindersTodayCount READ remindersTodayCount NOTIFY libraryChanged)
+    Q_PROPERTY(int openHintCount READ openHintCount NOTIFY libraryChanged)
 
 public:
     // Answers a question (already trimmed) about a copy of the library.
@@ -156,6 +159,10 @@ public:
     TabListModel *visibleTabsModel() const { return m_visibleTabs; }
     SidebarModel *sidebarModel() const { return m_sidebar; }
     int tabCount() const;
+    int remindersTodayCount() const;
+    int openHintCount() const;
+    // Tabs whose reminder lies on the calendar date of now or before now.
+    static int remindersOfToday(const LibraryData &data, const QDateTime &now);
 
     // Operations on saved tabs, as the C++ side calls them.
     void open(const QList<SavedTab> &tabs);
@@ -173,6 +180,8 @@ public Q_SLOTS:
     void sleepAllTabs();
     // The popover's cancel button: stops the run and shows idle at once.
     void cancelSleep();
+    // The popover's OK button after a run: back to idle.
+    void confirmSleepResult();
     void connectSafari();
     void refreshLiveCount();
     void ask(const QString &question);
