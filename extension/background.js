@@ -128,11 +128,12 @@ function openable(url) {
 
 // The first address opens a new window when asked or when there is none,
 // the others become tabs at the end of that window. An address the browser
-// refuses is skipped; the rest still open.
+// refuses is skipped; the rest still open. A long list comes in parts: the
+// reply names the window, and the next part asks for it by windowId.
 async function open(message) {
     const urls = Array.isArray(message.urls) ? message.urls : [];
-    let windowId = null;
-    if (!message.newWindow) {
+    let windowId = Number.isInteger(message.windowId) ? message.windowId : null;
+    if (windowId === null && !message.newWindow) {
         try {
             const front = await api.windows.getLastFocused({ windowTypes: ["normal"] });
             windowId = front?.id ?? null;
@@ -166,7 +167,7 @@ async function open(message) {
             // bringing it to the front is a courtesy
         }
     }
-    return { opened, skipped };
+    return windowId === null ? { opened, skipped } : { opened, skipped, windowId };
 }
 
 const handlers = { list, count, close, open };

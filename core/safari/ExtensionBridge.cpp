@@ -108,15 +108,42 @@ SafariResult<int> ExtensionBridge::closeTabs(const QSet<QString> &savedUrls, con
                                               {QStringLiteral("url"), url}});
             }
         }
-        if (doomed.isEmpty())
-            continue;
-        const SafariResult<QJsonObject> answer =
-            ask(browser.id, {{QStringLiteral("type"), QStringLiteral("close")}, {QStringLiteral("tabs"), doomed}});
-        if (!answer)
-            return answer.error();
-        closed += answer->value(QStringLiteral("closed")).toInt();
+        for (const QJsonArray &batch : batches(doomed)) {
+            const SafariResult<QJsonObject> answer =
+                ask(browser.id, {{QStringLiteral("type"), QStringLiteral("close")}, {QStringLiteral("tabs"), batch}});
+            if (!answer)
+                return answer.error();
+            closed += answer->value(QStringLiteral("closed")).toInt();
+        }
     }
     return closed;
+}
+
+QList<QJsonArray> ExtensionBridge::batches(const QJsonArray &items)
+{
+    QList<QJsonArray> out;
+    QJsonArray current;
+    qsizetype size = 0;
+    for (const QJsonValue &item : items) {
+        // The address dominates; the rest of an entry is well under 64 bytes,
+        // and escaping at most doubles the address.
+        const QString url = item.isString() ? item.toString() : item.toObject().value(QStringLiteral("url")).toString();
+        const qsizetype entry = 2 * url.toUtf8().size() + 64;
+        // An address this long (a huge data: address) cannot reach the
+        // browser at all; sending it would cost the connection.
+        if (entry > batchBytes)
+            continue;
+        if (!current.isEmpty() && size + entry > batchBytes) {
+            out.append(current);
+            current = {};
+            size = 0;
+        }
+        current.append(item);
+        size += entry;
+    }
+    if (!current.isEmpty())
+        out.append(current);
+    return out;
 }
 
 SafariStatus ExtensionBridge::reopen(const QList<QUrl> &urls, bool newWindow)
@@ -129,12 +156,22 @@ SafariStatus ExtensionBridge::reopen(const QList<QUrl> &urls, bool newWindow)
     QJsonArray list;
     for (const QUrl &url : urls)
         list.append(url.toString(QUrl::FullyEncoded));
-    const SafariResult<QJsonObject> answer =
-        ask(browsers.last().id, {{QStringLiteral("type"), QStringLiteral("open")},
-                                 {QStringLiteral("urls"), list},
-                                 {QStringLiteral("newWindow"), newWindow}});
-    if (!answer)
-        return answer.error();
+    // Later parts of a long list follow the first into the window it opened.
+    QJsonValue windowId;
+    bool first = true;
+    for (const QJsonArray &part : batches(list)) {
+        QJsonObject message{{QStringLiteral("type"), QStringLiteral("open")},
+                            {QStringLiteral("urls"), part},
+                            {QStringLiteral("newWindow"), first && newWindow}};
+        if (windowId.isDouble())
+            message.insert(QStringLiteral("windowId"), windowId);
+        const SafariResult<QJsonObject> answer = ask(browsers.last().id, message);
+        if (!answer)
+            return answer.error();
+        if (answer->value(QStringLiteral("windowId")).isDouble())
+            windowId = answer->value(QStringLiteral("windowId"));
+        first = false;
+    }
     return Done{};
 }
 

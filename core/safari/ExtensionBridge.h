@@ -2,6 +2,7 @@
 
 #include <QJsonArray>
 #include <QJsonObject>
+#include <QList>
 
 #include <chrono>
 
@@ -30,6 +31,12 @@ public:
     // (empty, "about:blank", "favorites:…") leave gaps in the positions.
     static QList<SafariTab> tabsOf(const QJsonArray &tabs);
     static bool keeps(const QString &url, const QStringList &lowerKeepDomains);
+    // Tabs to close ({tabId, url}) or addresses to open, split so that no
+    // request comes near the 1 MB a browser accepts in one message. An item
+    // too long for any request is left out: that tab stays open, that
+    // address is skipped like one the browser refuses.
+    static QList<QJsonArray> batches(const QJsonArray &items);
+    static constexpr qsizetype batchBytes = 256 * 1024;
 
 private:
     SafariResult<QJsonObject> ask(int browserId, const QJsonObject &message);

@@ -2,6 +2,8 @@
 
 #include <QJsonArray>
 
+#include <algorithm>
+
 bool FakeExtension::connectTo(const QString &path)
 {
     socket.connectToServer(path);
@@ -56,7 +58,7 @@ QJsonObject FakeExtension::answer(const QJsonObject &request)
         return {{"closed", closed}};
     }
     opened.append(request);
-    return {{"ok", true}};
+    return {{"opened", request.value("urls").toArray().size()}, {"skipped", 0}, {"windowId", 77}};
 }
 
 void FakeExtension::serveOnce()
@@ -64,6 +66,7 @@ void FakeExtension::serveOnce()
     if (!socket.waitForReadyRead(10))
         return;
     for (const QJsonObject &request : reader.feed(socket.readAll())) {
+        largestRequest = std::max(largestRequest, NativeFrame::encode(request).size() - 4);
         QJsonObject reply = answer(request);
         reply.insert("id", request.value("id"));
         socket.write(NativeFrame::encode(reply));

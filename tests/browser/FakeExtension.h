@@ -21,6 +21,7 @@ public:
     NativeFrame reader;
     QString refuse; // when set, every request is refused with this message
     QList<QJsonObject> opened;
+    qsizetype largestRequest = 0; // bytes of JSON, as the host would relay it
 
     // Connects and says hello; false when nobody listens at path.
     bool connectTo(const QString &path);

@@ -39,8 +39,11 @@ private slots:
     void countAddsBrowsers();
     void closeTabs_data();
     void closeTabs();
+    void closeManyLongAddressesInBatches();
     void refusalBecomesScriptFailed();
     void reopenUsesLastConnected();
+    void reopenManyInPartsIntoOneWindow_data();
+    void reopenManyInPartsIntoOneWindow();
 
 private:
     std::unique_ptr<QTemporaryDir> m_dir;
@@ -147,6 +150,33 @@ void TestExtensionBridge::closeTabs()
     QCOMPARE(m_firefox.windows.at(0).size(), firefoxLeft);
 }
 
+void TestExtensionBridge::closeManyLongAddressesInBatches()
+{
+    // 2,000 addresses of 600 bytes: one close request would be over 1 MB,
+    // which a browser refuses and answers by dropping the host.
+    QList<QJsonObject> tabs;
+    QSet<QString> saved;
+    for (int i = 0; i < 2000; ++i) {
+        const QString url = QStringLiteral("https://example.org/%1?").arg(i) + QString(580, u'x');
+        tabs.append(FakeExtension::tab(100 + i, url, "T"));
+        saved.insert(url);
+    }
+    tabs.append(FakeExtension::tab(99, "https://kept.ch/", "K"));
+    const QString huge = QStringLiteral("data:text/plain,") + QString(600 * 1024, u'z');
+    tabs.append(FakeExtension::tab(98, huge, "too long to send"));
+    saved.insert(huge);
+    m_chromium.windows = {tabs};
+    m_chromium.largestRequest = 0;
+
+    ExtensionBridge bridge(m_hub.get());
+    const auto result = serving({&m_chromium, &m_firefox}, [&] { return bridge.closeTabs(saved, {}); });
+    QVERIFY(result.ok());
+    QCOMPARE(result.value(), 2000);
+    QCOMPARE(m_chromium.tabCount(), 2);
+    QVERIFY2(m_chromium.largestRequest < NativeFrame::toBrowserLimit / 2,
+             qPrintable(QString::number(m_chromium.largestRequest)));
+}
+
 void TestExtensionBridge::refusalBecomesScriptFailed()
 {
     m_chromium.refuse = "Kein Zugriff auf Tabs";
@@ -167,6 +197,43 @@ void TestExtensionBridge::reopenUsesLastConnected()
     const QJsonObject request = m_firefox.opened.at(0);
     QCOMPARE(request.value("newWindow").toBool(), true);
     QCOMPARE(request.value("urls").toArray(), (QJsonArray{"https://a.ch/1", "https://b.ch/x?q=%C3%A4"}));
+    QVERIFY(!request.contains("windowId"));
+}
+
+void TestExtensionBridge::reopenManyInPartsIntoOneWindow_data()
+{
+    QTest::addColumn<bool>("newWindow");
+    QTest::newRow("new window") << true;
+    QTest::newRow("front window") << false;
+}
+
+void TestExtensionBridge::reopenManyInPartsIntoOneWindow()
+{
+    QFETCH(bool, newWindow);
+    QList<QUrl> urls;
+    QJsonArray expected;
+    for (int i = 0; i < 2000; ++i) {
+        urls.append(QUrl(QStringLiteral("https://example.org/%1?").arg(i) + QString(580, u'y')));
+        expected.append(urls.last().toString(QUrl::FullyEncoded));
+    }
+    // skipped, and the rest still open
+    urls.insert(1, QUrl(QStringLiteral("data:text/plain,") + QString(600 * 1024, u'z')));
+    m_firefox.largestRequest = 0;
+    ExtensionBridge bridge(m_hub.get());
+    QVERIFY(serving({&m_chromium, &m_firefox}, [&] { return bridge.reopen(urls, newWindow); }).ok());
+
+    QVERIFY(m_firefox.opened.size() > 1);
+    QVERIFY(m_firefox.largestRequest < NativeFrame::toBrowserLimit / 2);
+    QJsonArray all;
+    for (qsizetype i = 0; i < m_firefox.opened.size(); ++i) {
+        const QJsonObject part = m_firefox.opened.at(i);
+        QCOMPARE(part.value("newWindow").toBool(), i == 0 && newWindow);
+        // the fake names window 77 in every answer
+        QCOMPARE(part.value("windowId"), i == 0 ? QJsonValue(QJsonValue::Undefined) : QJsonValue(77));
+        for (const QJsonValue &url : part.value("urls").toArray())
+            all.append(url);
+    }
+    QCOMPARE(all, expected);
 }
 
 QTEST_GUILESS_MAIN(TestExtensionBridge)
