@@ -1,14 +1,25 @@
 #include <QApplication>
 
-#include <cstdio>
+#include <optional>
+
+#include <QStringList>
 
 #include "AppDelegate.h"
 #include "MoonIcon.h"
 #include "SelfTestRequest.h"
+#include "SelfTestSupport.h"
+#include "Snapshot.h"
 #include "SingleInstance.h"
 
 int main(int argc, char *argv[])
 {
+    // The self-test modes choose their platform before the application exists.
+    QStringList arguments;
+    for (int i = 0; i < argc; ++i)
+        arguments.append(QString::fromLocal8Bit(argv[i]));
+    const SelfTestRequest selfTest = SelfTestRequest::fromArguments(arguments);
+    SelfTestSupport::preparePlatform(selfTest);
+
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Pellmora"));
     QApplication::setOrganizationName(QStringLiteral("Pellmora"));
@@ -18,11 +29,8 @@ int main(int argc, char *argv[])
 
     // The self-test modes come first: they work on their own sandbox, must
     // not meet a running instance and end the process themselves.
-    const SelfTestRequest selfTest = SelfTestRequest::fromArguments(QApplication::arguments());
-    if (selfTest.any()) {
-        std::fputs("Selbsttest: in diesem Build nicht enthalten.\n", stderr);
-        return 1;
-    }
+    if (const std::optional<int> status = Snapshot::runIfRequested(selfTest))
+        return *status;
 
     SingleInstance instance;
     if (instance.claim() == SingleInstance::Role::Activated)

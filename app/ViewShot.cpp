@@ -1,0 +1,84 @@
+#include "ViewShot.h"
+
+#include <QGuiApplication>
+#include <QQmlEngine>
+#include <QQuickItem>
+#include <QQuickView>
+#include <QSet>
+#include <QtMath>
+
+#include "QmlModule.h"
+
+ViewShot::ViewShot(QQmlEngine *engine) : m_engine(engine)
+{
+    Q_ASSERT(engine);
+}
+
+std::unique_ptr<QQuickView> ViewShot::build(const QString &fileName, QSize points, QString *error,
+                                            const QVariantMap &initialProperties,
+                                            int fallbackWidth) const
+{
+    auto view = std::make_unique<QQuickView>(m_engine, nullptr);
+    view->setColor(Qt::white);
+    view->setResizeMode(QQuickView::SizeRootObjectToView);
+    if (!initialProperties.isEmpty())
+        view->setInitialProperties(initialProperties);
+    view->setSource(QmlModule::viewUrl(fileName));
+    QQuickItem *root = view->rootObject();
+    if (view->status() != QQuickView::Ready || !root) {
+        if (error) {
+            QStringList lines;
+            for (const QQmlError &e : view->errors())
+                lines.append(e.toString());
+            *error = fileName + QStringLiteral(": ")
+                + (lines.isEmpty() ? QStringLiteral("kein Inhalt") : lines.join(QLatin1Char('\n')));
+        }
+        return nullptr;
+    }
+    if (points.isEmpty()) {
+        const int width = qCeil(root->implicitWidth());
+        points = QSize(width > 0 ? width : fallbackWidth, std::max(1, qCeil(root->implicitHeight())));
+    }
+    view->resize(points);
+    root->setSize(points);
+    return view;
+}
+
+QImage ViewShot::render(QQuickView &view)
+{
+    // Polishing happens as part of the frame, so one grab lays the view out
+    // as well; a second one takes what the first layout changed.
+    view.grabWindow();
+    return view.grabWindow();
+}
+
+bool ViewShot::writePng(const QImage &image, QSize points, int scale, const QString &path)
+{
+    if (image.isNull())
+        return false;
+    const QSize pixels = points * scale;
+    QImage out = image.size() == pixels
+        ? image
+        : image.scaled(pixels, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    out.setDevicePixelRatio(scale);
+    // 72 points to the inch at the given scale, so viewers show it at its size.
+    const int dotsPerMeter = qRound(72.0 * scale / 0.0254);
+    out.setDotsPerMeterX(dotsPerMeter);
+    out.setDotsPerMeterY(dotsPerMeter);
+    return out.save(path, "PNG");
+}
+
+int ViewShot::distinctColours(const QImage &image, int samples)
+{
+    if (image.isNull() || samples <= 0)
+        return 0;
+    QSet<QRgb> colours;
+    for (int i = 0; i < samples; ++i) {
+        for (int j = 0; j < samples; ++j) {
+            const int x = std::min(image.width() - 1, (2 * i + 1) * image.width() / (2 * samples));
+            const int y = std::min(image.height() - 1, (2 * j + 1) * image.height() / (2 * samples));
+            colours.insert(image.pixel(x, y));
+        }
+    }
+    return static_cast<int>(colours.size());
+}
