@@ -75,17 +75,20 @@ async function count() {
 }
 
 // Closes each listed tab that still shows the address Pellmora saw; a tab
-// that moved on or is gone stays as it is and is not counted.
+// that moved on or is gone stays as it is and is not counted. One look at
+// the windows and one call to close, so thousands of tabs go at once.
 async function close(message) {
     const wanted = Array.isArray(message.tabs) ? message.tabs : [];
+    const open = new Map();
+    for (const w of await normalWindows())
+        for (const t of w.tabs ?? [])
+            open.set(t.id, t);
     const doomed = [];
     for (const entry of wanted) {
-        try {
-            const tab = await api.tabs.get(entry.tabId);
-            if (addressOf(tab) === entry.url)
-                doomed.push(tab);
-        } catch (_) {
-            // gone already
+        const tab = open.get(entry?.tabId);
+        if (tab !== undefined && addressOf(tab) === entry.url) {
+            doomed.push(tab);
+            open.delete(tab.id);
         }
     }
     if (doomed.length === 0)
@@ -93,9 +96,7 @@ async function close(message) {
 
     // Closing the last tab would quit the browser and with it this
     // connection; an empty new tab keeps it open, as Safari stays open.
-    const windows = await normalWindows();
-    const all = windows.reduce((n, w) => n + (w.tabs ?? []).length, 0);
-    if (doomed.length >= all) {
+    if (open.size === 0) {
         try {
             await api.tabs.create({ windowId: doomed[doomed.length - 1].windowId, active: true });
         } catch (_) {
@@ -103,6 +104,12 @@ async function close(message) {
         }
     }
 
+    try {
+        await api.tabs.remove(doomed.map((t) => t.id));
+        return { closed: doomed.length };
+    } catch (_) {
+        // one of them went away meanwhile: the others one by one
+    }
     let closed = 0;
     for (const tab of doomed) {
         try {

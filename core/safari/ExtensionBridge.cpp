@@ -15,9 +15,10 @@ QList<ConnectedBrowser> ExtensionBridge::connectedBrowsers() const
     return m_hub->browsers();
 }
 
-SafariResult<QJsonObject> ExtensionBridge::ask(int browserId, const QJsonObject &message)
+SafariResult<QJsonObject> ExtensionBridge::ask(int browserId, const QJsonObject &message,
+                                               std::chrono::milliseconds extra)
 {
-    Result<QJsonObject> answer = m_hub->request(browserId, message, m_limit);
+    Result<QJsonObject> answer = m_hub->request(browserId, message, m_limit + extra);
     if (!answer)
         return SafariError::scriptFailed(0, answer.error());
     return std::move(answer).value();
@@ -110,7 +111,8 @@ SafariResult<int> ExtensionBridge::closeTabs(const QSet<QString> &savedUrls, con
         }
         for (const QJsonArray &batch : batches(doomed)) {
             const SafariResult<QJsonObject> answer =
-                ask(browser.id, {{QStringLiteral("type"), QStringLiteral("close")}, {QStringLiteral("tabs"), batch}});
+                ask(browser.id, {{QStringLiteral("type"), QStringLiteral("close")}, {QStringLiteral("tabs"), batch}},
+                    batch.size() * perTabClosed);
             if (!answer)
                 return answer.error();
             closed += answer->value(QStringLiteral("closed")).toInt();
@@ -165,7 +167,7 @@ SafariStatus ExtensionBridge::reopen(const QList<QUrl> &urls, bool newWindow)
                             {QStringLiteral("newWindow"), first && newWindow}};
         if (windowId.isDouble())
             message.insert(QStringLiteral("windowId"), windowId);
-        const SafariResult<QJsonObject> answer = ask(browsers.last().id, message);
+        const SafariResult<QJsonObject> answer = ask(browsers.last().id, message, part.size() * perTabOpened);
         if (!answer)
             return answer.error();
         if (answer->value(QStringLiteral("windowId")).isDouble())

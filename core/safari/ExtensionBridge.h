@@ -39,7 +39,12 @@ public:
     static constexpr qsizetype batchBytes = 256 * 1024;
 
 private:
-    SafariResult<QJsonObject> ask(int browserId, const QJsonObject &message);
+    // A browser takes a while for every tab it opens or closes; a long list
+    // gets that much longer than the time limit.
+    static constexpr std::chrono::milliseconds perTabClosed{20};
+    static constexpr std::chrono::milliseconds perTabOpened{100};
+
+    SafariResult<QJsonObject> ask(int browserId, const QJsonObject &message, std::chrono::milliseconds extra = {});
 
     BrowserHub *m_hub;
     std::chrono::milliseconds m_limit;

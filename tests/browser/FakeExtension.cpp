@@ -1,6 +1,7 @@
 #include "FakeExtension.h"
 
 #include <QJsonArray>
+#include <QThread>
 
 #include <algorithm>
 
@@ -67,6 +68,8 @@ void FakeExtension::serveOnce()
         return;
     for (const QJsonObject &request : reader.feed(socket.readAll())) {
         largestRequest = std::max(largestRequest, NativeFrame::encode(request).size() - 4);
+        if (const QString type = request.value("type").toString(); type == "close" || type == "open")
+            QThread::msleep(slowMs);
         QJsonObject reply = answer(request);
         reply.insert("id", request.value("id"));
         socket.write(NativeFrame::encode(reply));

@@ -22,6 +22,7 @@ public:
     QString refuse; // when set, every request is refused with this message
     QList<QJsonObject> opened;
     qsizetype largestRequest = 0; // bytes of JSON, as the host would relay it
+    int slowMs = 0;               // how long closing or opening takes
 
     // Connects and says hello; false when nobody listens at path.
     bool connectTo(const QString &path);

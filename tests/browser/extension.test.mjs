@@ -9,7 +9,8 @@ import vm from "node:vm";
 const source = readFileSync(process.env.PELLMORA_EXTENSION, "utf8");
 
 // A browser with windows of tabs; ids are numbers, windows keep their order.
-function fakeBrowser({ windows = [], userAgent = "Mozilla/5.0 Chrome/120", storage = {}, refuse = [] } = {}) {
+// Tabs listed in vanished go away between being listed and being closed.
+function fakeBrowser({ windows = [], userAgent = "Mozilla/5.0 Chrome/120", storage = {}, refuse = [], vanished = [] } = {}) {
     let nextId = 1000;
     const state = { windows: windows.map((tabs, i) => ({ id: i + 1, tabs: tabs.map((t) => ({ ...t })) })) };
     const ports = [];
@@ -77,9 +78,15 @@ function fakeBrowser({ windows = [], userAgent = "Mozilla/5.0 Chrome/120", stora
                 created.push({ window: windowId, url: t.url });
                 return t;
             },
-            async remove(id) {
+            // Like Chromium: an array with one unknown id closes nothing.
+            async remove(ids) {
+                const list = Array.isArray(ids) ? ids : [ids];
+                browser.removeCalls += 1;
+                for (const id of list)
+                    if (!allTabs().some((t) => t.id === id) || vanished.includes(id))
+                        throw new Error(`No tab with id: ${id}`);
                 for (const w of state.windows)
-                    w.tabs = w.tabs.filter((t) => t.id !== id);
+                    w.tabs = w.tabs.filter((t) => !list.includes(t.id));
                 state.windows = state.windows.filter((w) => w.tabs.length > 0);
             },
             onCreated: event(),
@@ -96,8 +103,9 @@ function fakeBrowser({ windows = [], userAgent = "Mozilla/5.0 Chrome/120", stora
         console,
     };
     context.globalThis = context;
+    const browser = { api, state, ports, timers, created, storage, removeCalls: 0 };
     vm.runInNewContext(source, context);
-    return { api, state, ports, timers, created, storage };
+    return browser;
 }
 
 const settle = () => new Promise((resolve) => setImmediate(resolve));
@@ -179,6 +187,20 @@ test("close re-checks each address", async (t) => {
             left: ["https://a.ch/", "https://b.ch/"],
         },
         {
+            name: "a tab listed twice is closed once",
+            close: [{ tabId: 3, url: "https://c.ch/" }, { tabId: 3, url: "https://c.ch/" }],
+            closed: 1,
+            left: ["https://a.ch/", "https://b.ch/"],
+        },
+        {
+            name: "a tab gone while closing: the others one by one",
+            vanished: [1],
+            close: [{ tabId: 1, url: "https://a.ch/" }, { tabId: 2, url: "https://b.ch/" }],
+            closed: 1,
+            left: ["https://a.ch/", "https://c.ch/"],
+            removeCalls: 3,
+        },
+        {
             name: "closing every tab leaves a new tab so the browser stays open",
             close: [{ tabId: 1, url: "https://a.ch/" }, { tabId: 2, url: "https://b.ch/" }, { tabId: 3, url: "https://c.ch/" }],
             closed: 3,
@@ -189,10 +211,12 @@ test("close re-checks each address", async (t) => {
         await t.test(c.name, async () => {
             const browser = fakeBrowser({
                 windows: [[{ id: 1, url: "https://a.ch/" }, { id: 2, url: "https://b.ch/" }], [{ id: 3, url: "https://c.ch/" }]],
+                vanished: c.vanished ?? [],
             });
             await settle();
             assert.deepEqual(await ask(browser, { id: 5, type: "close", tabs: c.close }), { id: 5, closed: c.closed });
             assert.deepEqual(browser.state.windows.flatMap((w) => w.tabs.map((x) => x.url)), c.left);
+            assert.equal(browser.removeCalls, c.removeCalls ?? 1);
         });
     }
 });
