@@ -31,6 +31,7 @@ public:
     }
     SafariStatus reopen(const QList<QUrl> &urls, bool newWindow) override { return m_bridge.reopen(urls, newWindow); }
     void openWithWorkspace(const QList<QUrl> &urls) override { m_bridge.openWithWorkspace(urls); }
+    QList<ConnectedBrowser> connectedBrowsers() const override { return m_bridge.connectedBrowsers(); }
 
 private:
     std::unique_ptr<BrowserHub> m_hub;

@@ -6,6 +6,7 @@
 #include <QStringList>
 #include <QUrl>
 
+#include "ConnectedBrowser.h"
 #include "SafariError.h"
 #include "SafariTabCount.h"
 #include "SafariWindow.h"
@@ -29,6 +30,9 @@ public:
     virtual SafariStatus reopen(const QList<QUrl> &urls, bool newWindow) = 0;
     // Never fails; addresses that cannot be handed on are dropped.
     virtual void openWithWorkspace(const QList<QUrl> &urls) = 0;
+    // The browsers connected through the extension, in connection order, for
+    // the settings to show; none where the browser is reached otherwise.
+    virtual QList<ConnectedBrowser> connectedBrowsers() const { return {}; }
 
     SafariResult<int> closeAllTabs(const QList<SafariWindow> &windows, bool keepPinned,
                                    const QStringList &pinnedDomains);

@@ -25,7 +25,7 @@ public:
     SafariStatus reopen(const QList<QUrl> &urls, bool newWindow) override;
     void openWithWorkspace(const QList<QUrl> &urls) override;
 
-    QList<ConnectedBrowser> connectedBrowsers() const;
+    QList<ConnectedBrowser> connectedBrowsers() const override;
 
     // One window as a browser listed it, before numbering; skipped tabs
     // (empty, "about:blank", "favorites:…") leave gaps in the positions.

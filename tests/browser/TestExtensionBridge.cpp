@@ -98,6 +98,10 @@ void TestExtensionBridge::snapshotNumbersAcrossBrowsers()
 {
     ExtensionBridge bridge(m_hub.get());
     QVERIFY(bridge.isSafariRunning());
+    QStringList names;
+    for (const ConnectedBrowser &b : static_cast<const BrowserBridge &>(bridge).connectedBrowsers())
+        names.append(b.browser);
+    QCOMPARE(names, (QStringList{"chromium", "firefox"}));
     const auto windows = serving({&m_chromium, &m_firefox}, [&] { return bridge.snapshotWindows(); });
     QVERIFY(windows.ok());
     // Chromium's second window holds only a blank tab and is left out, but
