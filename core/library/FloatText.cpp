@@ -8,13 +8,14 @@
 #include <cstring>
 #include <limits>
 
-// Writing: for the floats that text vectors hold (about 1e-17 up to 8e6),
-// at a decimal scale where the float's rounding interval is a few units
-// wide, the integers in the interval are the candidates; the one with the
-// most trailing zeros is the shortest text, and among equals the one closest
-// to the float. Doubles find it nearly always; where they come too close to
-// a decision, exact 128-bit integers do. Everything else goes to
-// std::to_chars, whose form the output copies.
+// Writing: the float's rounding interval, scaled by a power of ten so that
+// it is one to ten units wide, holds at most one multiple of ten; that one,
+// when there is one, has the fewest digits, else the integer closest to the
+// float does. The scaling multiplies by a 64-bit power of ten rounded up and
+// keeps a sticky bit of what was cut off, which is exact enough for every
+// comparison with the interval's bounds (checked against std::to_chars on
+// every float by bench/library/VerifyFloatText). The digits then go out in
+// the form std::to_chars chooses.
 //
 // Reading: Clinger's fast path through a double, which is exact whenever the
 // digits fit in 53 bits and the power of ten is exact; rounding that double
@@ -25,24 +26,41 @@ namespace {
 
 __extension__ typedef unsigned __int128 u128;
 
-constexpr std::array<u128, 27> kPow10 = [] {
-    std::array<u128, 27> p{};
-    p[0] = 1;
-    for (std::size_t i = 1; i < p.size(); ++i)
-        p[i] = p[i - 1] * 10;
-    return p;
-}();
-
-constexpr std::array<double, 12> kInversePow10 = {1e0,  1e-1, 1e-2, 1e-3, 1e-4,  1e-5,
-                                                  1e-6, 1e-7, 1e-8, 1e-9, 1e-10, 1e-11};
+// floor(10^-k × 2^(63 - r)) + 1 for k = kMinK…31, where 2^r <= 10^-k < 2^(r+1):
+// the powers of ten the scaling needs, between 2^63 and 2^64, rounded up.
+constexpr int kMinK = -45;
+constexpr std::uint64_t kScale[] = {
+    0xB35DBF821AE4F38C, 0x8F7E32CE7BEA5C70, 0xE596B7B0C643C71A,
+    0xB7ABC627050305AE, 0x92EFD1B8D0CF37BF, 0xEB194F8E1AE525FE,
+    0xBC143FA4E250EB32, 0x96769950B50D88F5, 0xF0BDC21ABB48DB21,
+    0xC097CE7BC90715B4, 0x9A130B963A6C115D, 0xF684DF56C3E01BC7,
+    0xC5371912364CE306, 0x9DC5ADA82B70B59E, 0xFC6F7C4045812297,
+    0xC9F2C9CD04674EDF, 0xA18F07D736B90BE6, 0x813F3978F8940985,
+    0xCECB8F27F4200F3B, 0xA56FA5B99019A5C9, 0x84595161401484A1,
+    0xD3C21BCECCEDA101, 0xA968163F0A57B401, 0x878678326EAC9001,
+    0xD8D726B7177A8001, 0xAD78EBC5AC620001, 0x8AC7230489E80001,
+    0xDE0B6B3A76400001, 0xB1A2BC2EC5000001, 0x8E1BC9BF04000001,
+    0xE35FA931A0000001, 0xB5E620F480000001, 0x9184E72A00000001,
+    0xE8D4A51000000001, 0xBA43B74000000001, 0x9502F90000000001,
+    0xEE6B280000000001, 0xBEBC200000000001, 0x9896800000000001,
+    0xF424000000000001, 0xC350000000000001, 0x9C40000000000001,
+    0xFA00000000000001, 0xC800000000000001, 0xA000000000000001,
+    0x8000000000000001, 0xCCCCCCCCCCCCCCCD, 0xA3D70A3D70A3D70B,
+    0x83126E978D4FDF3C, 0xD1B71758E219652C, 0xA7C5AC471B478424,
+    0x8637BD05AF6C69B6, 0xD6BF94D5E57A42BD, 0xABCC77118461CEFD,
+    0x89705F4136B4A598, 0xDBE6FECEBDEDD5BF, 0xAFEBFF0BCB24AAFF,
+    0x8CBCCC096F5088CC, 0xE12E13424BB40E14, 0xB424DC35095CD810,
+    0x901D7CF73AB0ACDA, 0xE69594BEC44DE15C, 0xB877AA3236A4B44A,
+    0x9392EE8E921D5D08, 0xEC1E4A7DB69561A6, 0xBCE5086492111AEB,
+    0x971DA05074DA7BEF, 0xF1C90080BAF72CB2, 0xC16D9A0095928A28,
+    0x9ABE14CD44753B53, 0xF79687AED3EEC552, 0xC612062576589DDB,
+    0x9E74D1B791E07E49, 0xFD87B5F28300CA0E, 0xCAD2F7F5359A3B3F,
+    0xA2425FF75E14FC32, 0x81CEB32C4B43FCF5,
+};
 
 constexpr std::array<double, 23> kExactPow10 = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
                                                 1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
                                                 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
-
-// Binary exponents (of the 24-bit integer significand) the exact path takes.
-constexpr int kMinExponent = -80;
-constexpr int kMaxExponent = -1;
 
 constexpr std::array<std::uint64_t, 20> kPow10u = [] {
     std::array<std::uint64_t, 20> p{};
@@ -51,29 +69,6 @@ constexpr std::array<std::uint64_t, 20> kPow10u = [] {
         p[i] = p[i - 1] * 10;
     return p;
 }();
-
-// Candidates stay below 2^35, so at most eleven zeros can end one.
-constexpr int kMaxZeros = 11;
-
-// Division by a constant compiles to a multiplication; by a variable it
-// would cost more than the rest of the conversion.
-std::uint64_t divPow10(std::uint64_t x, int n)
-{
-    switch (n) {
-    case 0: return x;
-    case 1: return x / 10;
-    case 2: return x / 100;
-    case 3: return x / 1000;
-    case 4: return x / 10000;
-    case 5: return x / 100000;
-    case 6: return x / 1000000;
-    case 7: return x / 10000000;
-    case 8: return x / 100000000;
-    case 9: return x / 1000000000;
-    case 10: return x / 10000000000;
-    default: return x / 100000000000;
-    }
-}
 
 int decimalDigits(std::uint64_t v)
 {
@@ -111,8 +106,11 @@ void putDigits(char *to, std::uint64_t m, int nd)
 }
 
 // The text std::to_chars gives for m × 10^e (m without trailing zeros,
-// below 10^10). Stores up to 28 bytes; returns the end of the text.
-char *format(char *out, bool negative, std::uint64_t m, int e)
+// below 10^10), where whole is the float's exact value when that is a whole
+// number, else 0: like printf, a whole number in fixed form shows all its
+// digits, not the shortest ones padded with zeros. Stores up to 28 bytes;
+// returns the end of the text.
+char *format(char *out, bool negative, std::uint64_t m, int e, std::uint64_t whole)
 {
     const int nd = decimalDigits(m);
     const int x = e + nd - 1; // exponent of the scientific form
@@ -125,6 +123,8 @@ char *format(char *out, bool negative, std::uint64_t m, int e)
         if (x < 0) { // 0.000ddd
             std::memcpy(out, "0.00000000000000", 16);
             putDigits(out + fixedLength - nd, m, nd);
+        } else if (e > 0 && whole != 0) { // rare: from 2^24 up to 10^14
+            return std::to_chars(out, out + 20, whole).ptr;
         } else if (e >= 0) { // ddd000
             putDigits(out, m, nd);
             std::memcpy(out + nd, "0000000000000000", 16);
@@ -147,127 +147,74 @@ char *format(char *out, bool negative, std::uint64_t m, int e)
     return out + 2;
 }
 
-// The usual case in doubles: the scaled value is off by less than 2^-23
-// units, and every decision that comes within kDoubt of changing is left to
-// the exact path (nullptr). Powers of two, whose interval is lopsided, too.
-char *writeFast(char *out, float f)
+// floor(log10(2^q)), floor(log10(3/4 × 2^q)) and floor(log2(10^e)) for the
+// exponents of floats.
+int floorLog10Pow2(int q)
 {
-    constexpr double kDoubt = 1e-6;
-    const std::uint32_t bits = std::bit_cast<std::uint32_t>(f);
-    const std::uint32_t field = (bits >> 23) & 0xFF;
-    const int q = int(field) - 150;
-    if (q < kMinExponent || q > kMaxExponent || (bits & 0x7FFFFF) == 0)
-        return nullptr;
-    const bool negative = bits >> 31;
-    const int k = ((1 - q) * 78913 >> 18) + 1; // interval 2…20 units wide
-    if (k >= int(kExactPow10.size()))
-        return nullptr;
-    const double v = double(negative ? -f : f) * kExactPow10[std::size_t(k)];
-    const double half = kExactPow10[std::size_t(k)] * std::bit_cast<double>(std::uint64_t(1023 + q - 1) << 52);
-
-    // The closest multiple of 10^z for z = 0, 1, 2, side by side and without
-    // jumps (which of them stays inside is random); more zeros are rare.
-    // Signed conversions: the unsigned ones cost more on x86-64.
-    const double s0 = v + 0.5;
-    const double s1 = v * 0.1 + 0.5;
-    const double s2 = v * 0.01 + 0.5;
-    const auto r0 = std::int64_t(s0);
-    const auto r1 = std::int64_t(s1);
-    const auto r2 = std::int64_t(s2);
-    const double f0 = s0 - double(r0);
-    const double f1 = (s1 - double(r1)) * 10;
-    const double f2 = (s2 - double(r2)) * 100;
-    const double d0 = std::abs(double(r0) - v);
-    const double d1 = std::abs(double(r1) * 10 - v);
-    const double d2 = std::abs(double(r2) * 100 - v);
-    // Halfway between two multiples, or on the edge of the interval.
-    bool doubt = (f0 < kDoubt) | (f0 > 1 - kDoubt) | (f1 < kDoubt) | (f1 > 10 - kDoubt) | (f2 < kDoubt)
-        | (f2 > 100 - kDoubt) | (std::abs(d0 - half) < kDoubt) | (std::abs(d1 - half) < kDoubt)
-        | (std::abs(d2 - half) < kDoubt);
-    const bool one = d1 < half;
-    const bool two = one & (d2 < half);
-    std::int64_t best = two ? r2 : (one ? r1 : r0);
-    int zeros = int(one) + int(two);
-    if (two) [[unlikely]] {
-        for (int z = 3; z <= kMaxZeros; ++z) {
-            const double scaled = v * kInversePow10[std::size_t(z)] + 0.5;
-            const auto rounded = std::int64_t(scaled);
-            const double unit = kExactPow10[std::size_t(z)];
-            const double tie = (scaled - double(rounded)) * unit;
-            const double distance = std::abs(double(rounded) * unit - v);
-            doubt |= (tie < kDoubt) | (tie > unit - kDoubt) | (std::abs(distance - half) < kDoubt);
-            if (distance > half)
-                break;
-            best = rounded;
-            zeros = z;
-        }
-    }
-    if (doubt || d0 > half) [[unlikely]]
-        return nullptr;
-    while (best % 10 == 0) { // only where a doubt was near
-        best /= 10;
-        ++zeros;
-    }
-    return format(out, negative, std::uint64_t(best), zeros - k);
+    return (q * 78913) >> 18;
 }
 
-// Shortest text through the exact path; nullptr when f is outside its range.
-char *writeExact(char *out, float f)
+int floorLog10ThreeQuartersPow2(int q)
 {
-    const std::uint32_t bits = std::bit_cast<std::uint32_t>(f);
-    const std::uint32_t field = (bits >> 23) & 0xFF;
-    if (field == 0)
-        return nullptr;
-    const int q = int(field) - 150;
-    if (q < kMinExponent || q > kMaxExponent)
-        return nullptr;
-    const std::uint64_t c = (bits & 0x7FFFFF) | 0x800000;
-    const bool negative = bits >> 31;
+    return (q * 78913 - 32752) >> 18;
+}
 
-    // Scale 10^k makes the interval 10^k × 2^q between 2 and 20 units wide.
-    const int k = ((1 - q) * 78913 >> 18) + 1;
-    const int s = 2 - q; // the bounds below are in units of 2^-s × 10^-k
-    const bool irregular = c == 0x800000 && field > 1; // the gap below is half as wide
-    const u128 p = kPow10[std::size_t(k)];
-    const u128 value = u128(4 * c) * p;
-    const u128 low = u128(4 * c - (irregular ? 1 : 2)) * p;
-    const u128 high = u128(4 * c + 2) * p;
-    const bool closed = c % 2 == 0; // readers round ties to even
+int floorLog2Pow10(int e)
+{
+    return (e * 1741647) >> 19;
+}
 
-    const u128 mask = (u128(1) << s) - 1;
-    u128 first = (low + mask) >> s;
-    if (!closed && (first << s) == low)
-        ++first;
-    u128 last = high >> s;
-    if (!closed && (last << s) == high)
-        --last;
-    if (first > last)
-        return nullptr;
-    const auto lo = std::uint64_t(first);
-    const auto hi = std::uint64_t(last);
-    int zeros = 0;
-    while (zeros < kMaxZeros && divPow10(hi, zeros + 1) * kPow10u[std::size_t(zeros + 1)] >= lo)
-        ++zeros;
-    // Of the multiples of 10^zeros inside, the one closest to the value.
-    const std::uint64_t step = kPow10u[std::size_t(zeros)];
-    const std::uint64_t below = divPow10(std::uint64_t(value >> s), zeros) * step;
-    const std::uint64_t above = below + step;
-    std::uint64_t chosen = below;
-    if (below < lo) {
-        chosen = above;
-    } else if (above <= hi) {
-        const u128 dBelow = value - (u128(below) << s);
-        const u128 dAbove = (u128(above) << s) - value;
-        if (dAbove < dBelow || (dAbove == dBelow && divPow10(below, zeros) % 2 == 1))
-            chosen = above;
-    }
-    std::uint64_t m = divPow10(chosen, zeros);
-    int e = zeros - k;
-    while (m % 10 == 0) { // a power of ten reached by rounding up
-        m /= 10;
-        ++e;
-    }
-    return format(out, negative, m, e);
+// g × cp / 2^96, with the lowest bit set when anything was cut off, so
+// that comparisons with exact multiples of four come out right.
+std::uint64_t scaledRoundToOdd(std::uint64_t g, std::uint64_t cp)
+{
+    const auto high = std::uint64_t((u128(g) * cp) >> 64);
+    return (high >> 32) | (((high & 0xFFFFFFFF) + 0xFFFFFFFF) >> 32);
+}
+
+struct Decimal
+{
+    std::uint64_t digits;
+    int exponent;
+};
+
+// The shortest decimal digits × 10^exponent that read back as c × 2^q, the
+// closest to it among those, ties to an even last digit.
+Decimal shortest(std::uint64_t c, int q)
+{
+    // Bounds of the rounding interval, in quarter units of 2^q; the one of
+    // a power of two is half as wide below. Readers round ties to even, so
+    // the bounds belong to the interval when c is even.
+    const std::uint64_t open = c & 1;
+    const std::uint64_t cb = c << 2;
+    const std::uint64_t cbr = cb + 2;
+    const bool lopsided = c == 0x800000 && q > -149;
+    const std::uint64_t cbl = lopsided ? cb - 1 : cb - 2;
+    const int k = lopsided ? floorLog10ThreeQuartersPow2(q) : floorLog10Pow2(q);
+    const int h = q + floorLog2Pow10(-k) + 33;
+    const std::uint64_t g = kScale[k - kMinK];
+    const std::uint64_t vb = scaledRoundToOdd(g, cb << h);
+    const std::uint64_t vbl = scaledRoundToOdd(g, cbl << h);
+    const std::uint64_t vbr = scaledRoundToOdd(g, cbr << h);
+
+    // Which candidate wins is as good as random for the values of a text
+    // vector, so all are worked out and picked by arithmetic, not by jumps
+    // (which the compiler would otherwise choose).
+    const std::uint64_t s = vb >> 2;
+    const std::uint64_t s10 = s / 10;
+    const std::uint64_t t = s + 1;
+    const bool lowIn10 = s >= 10 && vbl + open <= s10 * 40;
+    const bool highIn10 = s >= 10 && (s10 + 1) * 40 + open <= vbr;
+    const bool lowIn = vbl + open <= s << 2;
+    const bool highIn = (t << 2) + open <= vbr;
+    const auto cmp = std::int64_t(vb) - std::int64_t((s + t) << 1);
+    const bool roundUp = (cmp > 0) | ((cmp == 0) & (s % 2 == 1));
+    const bool oneIn = lowIn != highIn;
+    const std::uint64_t one = s + std::uint64_t((oneIn & !lowIn) | (!oneIn & roundUp));
+    const std::uint64_t ten = s10 + std::uint64_t(!lowIn10);
+    const bool useTen = lowIn10 != highIn10;
+    const std::uint64_t mask = 0 - std::uint64_t(useTen);
+    return {one ^ ((one ^ ten) & mask), k + int(useTen)};
 }
 
 // Whether the eight bytes of w are all ASCII digits.
@@ -300,11 +247,25 @@ char *write(char *out, float f)
         *out++ = '0';
         return out;
     }
-    if (char *end = writeFast(out, f))
-        return end;
-    if (char *end = writeExact(out, f))
-        return end;
-    return std::to_chars(out, out + kMaxLength, f).ptr;
+    const std::uint32_t bits = std::bit_cast<std::uint32_t>(f);
+    const std::uint32_t field = (bits >> 23) & 0xFF;
+    const std::uint32_t fraction = bits & 0x7FFFFF;
+    const std::uint64_t c = field == 0 ? fraction : fraction | 0x800000;
+    const int q = field == 0 ? -149 : int(field) - 150;
+    Decimal d = shortest(c, q);
+    // One more zero is common enough to be dropped without a jump.
+    const std::uint64_t tenth = d.digits / 10;
+    const bool zero = tenth * 10 == d.digits;
+    d.digits ^= (d.digits ^ tenth) & (0 - std::uint64_t(zero));
+    d.exponent += int(zero);
+    while (d.digits % 10 == 0) {
+        d.digits /= 10;
+        ++d.exponent;
+    }
+    // Whole numbers that need more than the 24 bits are below 2^64 wherever
+    // the fixed form is chosen; whole is only looked at there.
+    const std::uint64_t whole = q >= 0 && q < 40 ? c << q : 0;
+    return format(out, bits >> 31, d.digits, d.exponent, whole);
 }
 
 ReadResult read(const char *begin, const char *end, float &out)

@@ -47,6 +47,25 @@ private slots:
         QTest::newRow("smallest normal") << 1.17549435e-38f << QByteArray("1.1754944e-38");
         QTest::newRow("denormal") << 1.4e-45f << QByteArray("1e-45");
         QTest::newRow("big integer") << 16777216.0f << QByteArray("16777216");
+        // A whole number in fixed form shows its exact digits, not the
+        // shortest ones padded with zeros.
+        QTest::newRow("whole above 2^24") << 33573968.0f << QByteArray("33573968");
+        QTest::newRow("whole above 2^26") << 123456790.0f << QByteArray("123456792");
+        QTest::newRow("whole with a shortest zero") << 1234560.0f << QByteArray("1234560");
+        QTest::newRow("odd just above 2^23") << 8388609.0f << QByteArray("8388609");
+        QTest::newRow("scientific from 1e5 on") << 100000.0f << QByteArray("1e+05");
+        QTest::newRow("1e6") << 1000000.0f << QByteArray("1e+06");
+        QTest::newRow("1e10") << 1e10f << QByteArray("1e+10");
+        QTest::newRow("fixed on a tie, small") << 0.00012f << QByteArray("0.00012");
+        QTest::newRow("scientific just below 1e-4") << 9.999999e-5f << QByteArray("9.999999e-05");
+        QTest::newRow("largest denormal") << 0x1.fffffcp-127f << QByteArray("1.1754942e-38");
+        QTest::newRow("second denormal") << 0x1p-148f << QByteArray("3e-45");
+        QTest::newRow("seventh denormal rounds to a power of ten") << 0x1.cp-147f << QByteArray("1e-44");
+        QTest::newRow("2^-100") << 0x1p-100f << QByteArray("7.888609e-31");
+        QTest::newRow("2^100") << 0x1p100f << QByteArray("1.2676506e+30");
+        QTest::newRow("below one") << 0x1.fffffep-1f << QByteArray("0.99999994");
+        QTest::newRow("above one") << 0x1.000002p0f << QByteArray("1.0000001");
+        QTest::newRow("negative largest") << -3.40282347e38f << QByteArray("-3.4028235e+38");
     }
 
     void writesLikeTheStandardLibrary()
