@@ -276,7 +276,7 @@ QStringList RemoteBrowser::firefoxPages()
         const out = [];
         for (const w of Services.wm.getEnumerator("navigator:browser"))
             for (const t of w.gBrowser.tabs)
-                out.push(t.linkedBrowser.currentURI.spec);
+                out.push(t.linkedBrowser.currentURI.asciiSpec);
         return out;)");
     const std::optional<QJsonValue> reply =
         marionette("WebDriver:ExecuteScript", {{"script", script}, {"args", QJsonArray{}}});
