@@ -7,6 +7,16 @@ target_compile_options(pellmora_warnings INTERFACE
 target_compile_definitions(pellmora_warnings INTERFACE
     QT_NO_URL_CAST_FROM_STRING QT_NO_FOREACH)
 
+# The tests' runtime folder: a socket path holds at most 107 bytes, so a
+# deep build folder gets a short one of its own under /tmp.
+set(PELLMORA_TEST_RUNTIME_DIR ${CMAKE_BINARY_DIR}/test-home/run)
+string(LENGTH "${PELLMORA_TEST_RUNTIME_DIR}/pellmora/browser.sock" _pellmora_socket_length)
+if(_pellmora_socket_length GREATER 100)
+    string(MD5 _pellmora_build_hash "${CMAKE_BINARY_DIR}")
+    string(SUBSTRING "${_pellmora_build_hash}" 0 12 _pellmora_build_hash)
+    set(PELLMORA_TEST_RUNTIME_DIR /tmp/pellmora-test-run-${_pellmora_build_hash})
+endif()
+
 # Every test runs with a fixed language, locale and time zone, and with
 # private XDG folders so it can never touch the user's real library.
 set(PELLMORA_TEST_ENV
@@ -19,9 +29,9 @@ set(PELLMORA_TEST_ENV
     XDG_CONFIG_HOME=${CMAKE_BINARY_DIR}/test-home/config
     XDG_CACHE_HOME=${CMAKE_BINARY_DIR}/test-home/cache
     # so a test's browser hub never meets the user's browsers or running app
-    XDG_RUNTIME_DIR=${CMAKE_BINARY_DIR}/test-home/run)
-file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/test-home/run)
-file(CHMOD ${CMAKE_BINARY_DIR}/test-home/run PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE)
+    XDG_RUNTIME_DIR=${PELLMORA_TEST_RUNTIME_DIR})
+file(MAKE_DIRECTORY ${PELLMORA_TEST_RUNTIME_DIR})
+file(CHMOD ${PELLMORA_TEST_RUNTIME_DIR} PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE)
 if(PELLMORA_SANITIZE)
     list(APPEND PELLMORA_TEST_ENV
         "ASAN_OPTIONS=detect_leaks=1:abort_on_error=0:strict_string_checks=1"
