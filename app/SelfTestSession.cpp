@@ -6,6 +6,7 @@
 #include <QThreadPool>
 
 #include "AppModel.h"
+#include "AppModelForeign.h"
 #include "BrowserHub.h"
 #include "Embedder.h"
 #include "ExtensionBridge.h"
@@ -57,6 +58,8 @@ QString SelfTestSession::libraryPath() const
 QQmlEngine &SelfTestSession::engine()
 {
     if (!m_engine) {
+        // The views find the model as their singleton, as in the application.
+        AppModelForeign::setInstance(m_model.get());
         m_engine = std::make_unique<QQmlEngine>();
         QmlModule::prepare(*m_engine);
     }

@@ -16,6 +16,7 @@
 #include "Embedder.h"
 #include "HintEngine.h"
 #include "Library.h"
+#include "QmlModule.h"
 #include "SelfTestSession.h"
 #include "SelfTestSupport.h"
 #include "SleepPipeline.h"
@@ -73,8 +74,14 @@ LibraryData demoLibrary(const std::shared_ptr<Embedder> &embedder, const QString
     return data;
 }
 
-bool takeShot(ViewShot &shooter, const Shot &shot, const QString &outputFolder)
+bool takeShot(ViewShot &shooter, Shot shot, const QString &outputFolder)
 {
+    // A build without its own detail view shows the detail as the library
+    // window's sheet.
+    if (!QFile::exists(QmlModule::viewUrl(shot.view).toString().mid(3))) {
+        shot.view = shots().constFirst().view;
+        shot.points = shots().constFirst().points;
+    }
     QString error;
     const std::unique_ptr<QQuickView> view = shooter.build(shot.view, shot.points, &error);
     if (!view) {
@@ -101,7 +108,7 @@ const QList<Shot> &shots()
     static const QList<Shot> list = {
         {QStringLiteral("01_bibliothek.png"), QStringLiteral("LibraryView.qml"), QSize(1180, 720)},
         {QStringLiteral("02_chat.png"), QStringLiteral("ChatView.qml"), QSize(820, 760)},
-        {QStringLiteral("03_notiz.png"), QStringLiteral("LibraryView.qml"), QSize(1180, 720)},
+        {QStringLiteral("03_notiz.png"), QStringLiteral("TabDetailView.qml"), QSize()},
         {QStringLiteral("04_kontext.png"), QStringLiteral("ContextView.qml"), QSize()},
         {QStringLiteral("05_menue.png"), QStringLiteral("PopoverView.qml"), QSize()},
     };
