@@ -1,9 +1,9 @@
 #include "LibraryCodec.h"
 
 #include "FloatText.h"
+#include "JsonText.h"
 
 #include <QDate>
-#include <QStringEncoder>
 
 #include <algorithm>
 #include <bit>
@@ -13,7 +13,6 @@
 #include <cstring>
 #include <string>
 #include <string_view>
-#include <vector>
 
 // A hand-written streaming reader and writer: libraries of many thousand
 // tabs with page texts and vectors must load and save without a visible
@@ -232,6 +231,19 @@ public:
             fail(QStringLiteral("Text erwartet"));
         ++m_p;
         const char *start = m_p;
+        // Straight into the string, which is at most one unit per byte;
+        // what fails is read again below for the reason.
+        if (const char *close = JsonText::closingQuote(start, m_end)) {
+            QString s(close - start, Qt::Uninitialized);
+            auto *units = reinterpret_cast<char16_t *>(s.data());
+            if (const char16_t *end = JsonText::decode(units, start, close)) {
+                s.resize(end - units);
+                if (s.capacity() > 64 && s.size() < s.capacity() / 4 * 3)
+                    s.squeeze(); // text of mostly two- and three-byte characters
+                m_p = close + 1;
+                return s;
+            }
+        }
         if (scanPlain()) {
             const QString s = QString::fromUtf8(start, m_p - start);
             ++m_p;
@@ -791,18 +803,6 @@ LibraryData readLibrary(Reader &r, const QDateTime &now)
     return data;
 }
 
-// Marks (the high bit of the byte) the bytes of w that JSON escapes: control
-// characters, '"', '\\' and '/'. The lowest mark is always right; marks above
-// it may be false alarms.
-std::uint64_t escapeMarks(std::uint64_t w)
-{
-    constexpr std::uint64_t lanes = 0x0101010101010101;
-    constexpr std::uint64_t high = 0x8080808080808080;
-    const auto zeros = [](std::uint64_t x) { return (x - lanes) & ~x & high; };
-    return ((w - 0x20 * lanes) & ~w & high) | zeros(w ^ ('"' * lanes)) | zeros(w ^ ('\\' * lanes))
-        | zeros(w ^ ('/' * lanes));
-}
-
 class Writer
 {
 public:
@@ -857,16 +857,13 @@ public:
         *cur++ = ':';
     }
 
-    // UTF-8 through Qt's vectorised encoder (a lone surrogate becomes
-    // U+FFFD), then the few bytes JSON escapes are widened in place.
     void string(const QString &s)
     {
         // Worst case: every unit a control character, six bytes as \u00XX.
         room(s.size() * 6 + 2);
         *cur++ = '"';
-        char *const start = cur;
-        char *const end = m_utf8.appendToBuffer(start, s);
-        cur = escapeInPlace(start, end);
+        const auto *units = reinterpret_cast<const char16_t *>(s.constData());
+        cur = JsonText::writeEscaped(cur, units, units + s.size());
         *cur++ = '"';
     }
 
@@ -960,82 +957,9 @@ public:
     }
 
 private:
-    // Widens the bytes in [start, end) that JSON escapes, with room behind
-    // end for the growth; returns the new end.
-    char *escapeInPlace(char *start, char *end)
-    {
-        m_escapes.clear();
-        qsizetype growth = 0;
-        for (const char *p = start; p < end;) {
-            if (end - p >= 8) {
-                std::uint64_t w;
-                std::memcpy(&w, p, 8);
-                const std::uint64_t marks = escapeMarks(w);
-                if (!marks) {
-                    p += 8;
-                    continue;
-                }
-                p += std::countr_zero(marks) / 8; // the first mark is a real one
-            }
-            const auto c = static_cast<unsigned char>(*p);
-            if (c < 0x20 || c == '"' || c == '\\' || c == '/') {
-                m_escapes.push_back(p - start);
-                growth += escapeLength(c) - 1;
-            }
-            ++p;
-        }
-        if (m_escapes.empty())
-            return end;
-        // From the back: each stretch moves once, by the growth still ahead.
-        char *const newEnd = end + growth;
-        char *dst = newEnd;
-        const char *src = end;
-        for (auto it = m_escapes.rbegin(); it != m_escapes.rend(); ++it) {
-            const char *at = start + *it;
-            const std::size_t tail = std::size_t(src - at - 1);
-            dst -= tail;
-            std::memmove(dst, at + 1, tail);
-            const auto c = static_cast<unsigned char>(*at);
-            dst -= escapeLength(c);
-            writeEscape(dst, c);
-            src = at;
-        }
-        return newEnd;
-    }
-
-    static int escapeLength(unsigned char c)
-    {
-        if (c >= 0x20 || c == '\n' || c == '\r' || c == '\t' || c == '\b' || c == '\f')
-            return 2;
-        return 6;
-    }
-
-    static void writeEscape(char *d, unsigned char c)
-    {
-        static const char hexDigits[] = "0123456789abcdef";
-        d[0] = '\\';
-        switch (c) {
-        case '\n': d[1] = 'n'; return;
-        case '\r': d[1] = 'r'; return;
-        case '\t': d[1] = 't'; return;
-        case '\b': d[1] = 'b'; return;
-        case '\f': d[1] = 'f'; return;
-        default: break;
-        }
-        if (c >= 0x20) {
-            d[1] = char(c);
-            return;
-        }
-        std::memcpy(d + 1, "u00", 3);
-        d[4] = hexDigits[c >> 4];
-        d[5] = hexDigits[c & 0xF];
-    }
-
     QByteArray out;
     char *cur = nullptr;
     char *cap = nullptr;
-    QStringEncoder m_utf8{QStringEncoder::Utf8, QStringEncoder::Flag::Stateless};
-    std::vector<qsizetype> m_escapes;
 };
 
 void writeTab(Writer &w, const SavedTab &t)

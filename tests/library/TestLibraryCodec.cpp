@@ -185,6 +185,13 @@ private Q_SLOTS:
         QTest::newRow("lone low surrogate escape") << tabJson(",\"title\":\"\\ude00\"");
         QTest::newRow("raw control char") << tabJson(",\"title\":\"a\tb\"");
         QTest::newRow("bad escape") << tabJson(",\"title\":\"\\x\"");
+        QTest::newRow("invalid utf8 after a block") << tabJson(",\"title\":\"abcdefghijklmnopqrst\xC3\x28\"");
+        QTest::newRow("control char after a block") << tabJson(",\"title\":\"abcdefghijklmnopqrst\x01\"");
+        QTest::newRow("multi-byte cut by the quote") << tabJson(",\"title\":\"abcdefghijklmnopq\xE2\x82\"");
+        QTest::newRow("beyond U+10FFFF") << tabJson(",\"title\":\"\xF4\x90\x80\x80\"");
+        QTest::newRow("string without end") << QByteArray("{\"embedderKind\":\"abcdefghijklmnopqrstuvwxyz");
+        QTest::newRow("backslash at the end") << QByteArray("{\"embedderKind\":\"abc\\");
+        QTest::newRow("short unicode escape") << QByteArray("{\"embedderKind\":\"\\u12\"}");
         QTest::newRow("deep nesting") << QByteArray("{\"x\":" + QByteArray(5000, '[') + QByteArray(5000, ']') + "}");
     }
 
@@ -273,6 +280,13 @@ private Q_SLOTS:
                                               << QByteArray("\"Gr\xC3\xBC" "ezi \xF0\x9F\x8C\x99\\/x\"");
         QTest::newRow("lone surrogate") << (u"a"_s + QChar(0xD83D) + u"b"_s) << QByteArray("\"a\xEF\xBF\xBD" "b\"");
         QTest::newRow("empty") << QString() << QByteArray("\"\"");
+        QTest::newRow("emoji across a block") << u"abcdefg\U0001F319hijklmnop"_s
+                                              << QByteArray("\"abcdefg\xF0\x9F\x8C\x99hijklmnop\"");
+        QTest::newRow("lone surrogates at both ends") << (QChar(0xDE00) + u"abcdefghij"_s + QChar(0xD83D))
+                                                      << QByteArray("\"\xEF\xBF\xBD" "abcdefghij\xEF\xBF\xBD\"");
+        QTest::newRow("DEL and U+0080 stay raw") << u"\u007f\u0080abcdefgh"_s
+                                                 << QByteArray("\"\x7F\xC2\x80" "abcdefgh\"");
+        QTest::newRow("escape after sixteen") << u"abcdefghijklmnop/q"_s << QByteArray("\"abcdefghijklmnop\\/q\"");
     }
 
     void writtenText()
@@ -287,6 +301,36 @@ private Q_SLOTS:
         QVERIFY(back.ok());
         if (!text.contains(QChar(0xD83D)))
             QCOMPARE(back->embedderKind, text);
+    }
+
+    // Strings as read: escapes and multi-byte characters at the edges of the
+    // sixteen-byte blocks the reader widens at once.
+    void readText_data()
+    {
+        QTest::addColumn<QByteArray>("json");
+        QTest::addColumn<QString>("text");
+        QTest::newRow("plain, two blocks") << QByteArray("abcdefghijklmnopqrstuvwxyz0123456789")
+                                           << u"abcdefghijklmnopqrstuvwxyz0123456789"_s;
+        QTest::newRow("umlaut across a block") << QByteArray("abcdefghijklmno\xC3\xBCx") << u"abcdefghijklmno\u00fcx"_s;
+        QTest::newRow("emoji across a block")
+            << QByteArray("abcdefghijklmn\xF0\x9F\x8C\x99xyz") << u"abcdefghijklmn\U0001F319xyz"_s;
+        QTest::newRow("escape on the block edge") << QByteArray("abcdefghijklmnop\\/q") << u"abcdefghijklmnop/q"_s;
+        QTest::newRow("unicode escapes after a block")
+            << QByteArray("abcdefghijklmnopq\\u00e4\\ud83d\\ude00") << u"abcdefghijklmnopq\u00e4\U0001F600"_s;
+        QTest::newRow("escaped quote is no end") << QByteArray("abc\\\"defghijklmnopqrstu") << u"abc\"defghijklmnopqrstu"_s;
+        QTest::newRow("escaped backslash before the end") << QByteArray("abc\\\\") << u"abc\\"_s;
+        QTest::newRow("three-byte text") << QByteArray("\xE2\x82\xAC").repeated(40) << QString(40, QChar(0x20AC));
+        QTest::newRow("null character") << QByteArray("a\\u0000b") << (u"a"_s + QChar(0) + u"b"_s);
+        QTest::newRow("empty") << QByteArray() << QString();
+    }
+
+    void readText()
+    {
+        QFETCH(QByteArray, json);
+        QFETCH(QString, text);
+        const auto d = LibraryCodec::decode("{\"embedderKind\":\"" + json + "\"}", kNow);
+        QVERIFY2(d.ok(), qPrintable(d.error()));
+        QCOMPARE(d->embedderKind, text);
     }
 
     void optionalKeysLeftOut()
