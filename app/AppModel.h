@@ -120,6 +120,7 @@ public:
     const std::shared_ptr<const Embedder> &embedder() const { return m_embedder; }
     BrowserBridge &bridge() const { return *m_bridge; }
     NotificationService *notifications() const { return m_notifications; }
+    const Clock &clock() const { return *m_clock; }
 
     const SidebarSelection &selection() const { return m_selection; }
     void setSelection(const SidebarSelection &selection);
