@@ -19,11 +19,11 @@ Column {
         wrapMode: Text.Wrap
     }
     Row {
-        x: -4
         spacing: 10
 
         LinkButtonStyle {
             objectName: "footerLibraryButton"
+            leftPadding: 0 // flush with the line above
             text: "Bibliothek öffnen"
             fontSize: 14.5
             onClicked: footer.openLibrary()

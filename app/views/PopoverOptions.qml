@@ -9,23 +9,13 @@ Column {
 
     spacing: 9
 
-    // A click sets the box by itself and so drops its binding: write the
-    // model, then bind again so later changes elsewhere show here too.
-    function bindOption(row, name) {
-        row.isOn = Qt.binding(function() { return AppModel[name] })
-    }
-    function toggle(row, name) {
-        AppModel[name] = row.isOn
-        bindOption(row, name)
-    }
-
     CheckRow {
         id: groupByWindow
         objectName: "optionGroupByWindow"
         width: parent.width
         title: PopoverText.groupOption(options.windowCount)
         isOn: AppModel.groupByWindow
-        onToggled: options.toggle(groupByWindow, "groupByWindow")
+        onToggled: AppModel.groupByWindow = isOn
     }
     CheckRow {
         id: sortByTopic
@@ -33,7 +23,7 @@ Column {
         width: parent.width
         title: PopoverText.topicOption(AppModel.aiAvailable)
         isOn: AppModel.sortByTopic
-        onToggled: options.toggle(sortByTopic, "sortByTopic")
+        onToggled: AppModel.sortByTopic = isOn
     }
     CheckRow {
         id: saveContent
@@ -41,7 +31,7 @@ Column {
         width: parent.width
         title: "Seiteninhalt speichern, damit die Suche ihn kennt"
         isOn: AppModel.saveContent
-        onToggled: options.toggle(saveContent, "saveContent")
+        onToggled: AppModel.saveContent = isOn
     }
     CheckRow {
         id: keepPinned
@@ -49,6 +39,6 @@ Column {
         width: parent.width
         title: "Angepinnte Tabs offen lassen (siehe Einstellungen)"
         isOn: AppModel.keepPinned
-        onToggled: options.toggle(keepPinned, "keepPinned")
+        onToggled: AppModel.keepPinned = isOn
     }
 }

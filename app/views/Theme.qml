@@ -20,7 +20,16 @@ QtObject {
     function points(size) { return size * 0.75 }
 
     function topicColor(name) { return ThemeRules.topicColor(name) }
-    function chipKey(domain) { return ThemeRules.chipKey(domain) }
-    function chipLetter(domain, title) { return ThemeRules.chipLetter(domain, title) }
+    // Each takes a tab (anything with `domain` and `title`) or, as before,
+    // the domain and the title themselves.
+    function chipKey(tabOrDomain) {
+        return ThemeRules.chipKey(typeof tabOrDomain === "string" ? tabOrDomain
+                                                                  : (tabOrDomain.domain || ""))
+    }
+    function chipLetter(tabOrDomain, title) {
+        if (typeof tabOrDomain === "string")
+            return ThemeRules.chipLetter(tabOrDomain, title || "")
+        return ThemeRules.chipLetter(tabOrDomain.domain || "", tabOrDomain.title || "")
+    }
     function chipColor(key) { return ThemeRules.chipColor(key) }
 }

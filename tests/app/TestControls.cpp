@@ -195,6 +195,15 @@ void TestControls::readBack_data()
     QTest::newRow("theme topic colour")
         << QByteArray("Rectangle { objectName: 'c'; color: Theme.topicColor('blau') }") << "c"
         << "color" << QVariant(QColor(91, 141, 239));
+    QTest::newRow("theme chip key of a tab")
+        << QByteArray("Text { objectName: 'c'; text: Theme.chipKey({ domain: 'docs.qt.io', title: 'Qt' }) }")
+        << "c" << "text" << QVariant(QStringLiteral("qt"));
+    QTest::newRow("theme chip letter of a tab")
+        << QByteArray("Text { objectName: 'c'; text: Theme.chipLetter({ domain: 'reddit.com', title: 'Forum' }) }")
+        << "c" << "text" << QVariant(QStringLiteral("r"));
+    QTest::newRow("theme chip letter by domain and title")
+        << QByteArray("Text { objectName: 'c'; text: Theme.chipLetter('', 'zeit online') }") << "c" << "text"
+        << QVariant(QStringLiteral("Z"));
     QTest::newRow("theme named colour")
         << QByteArray("Rectangle { objectName: 'c'; color: Theme.green }") << "c" << "color"
         << QVariant(QColor(20, 107, 74));
