@@ -1,0 +1,139 @@
+import QtQuick
+import QtQuick.Controls.Basic
+import QtQuick.Layouts
+import Pellmora
+
+// The header with title, subtitle and the list-wide actions, the notice
+// banner, and the listed tabs.
+Rectangle {
+    id: content
+    property var model: AppModel
+    required property LibraryPresenter presenter
+    property var openChat: function(question) {}
+
+    color: Theme.background
+
+    ColumnLayout {
+        id: header
+        x: 28
+        y: 22
+        width: parent.width - 56
+        spacing: 14
+
+        RowLayout {
+            Layout.fillWidth: true
+            spacing: 16
+
+            ColumnLayout {
+                Layout.fillWidth: true
+                spacing: 3
+                Text {
+                    objectName: "listTitle"
+                    Layout.fillWidth: true
+                    text: content.presenter.title
+                    elide: Text.ElideRight
+                    color: Theme.ink
+                    font.weight: Font.Bold
+                    font.pointSize: Theme.points(24)
+                }
+                Text {
+                    objectName: "listSubtitle"
+                    Layout.fillWidth: true
+                    text: content.presenter.subtitle
+                    elide: Text.ElideRight
+                    color: Theme.secondary
+                    font.pointSize: Theme.points(14.5)
+                }
+            }
+            PetrolButtonStyle {
+                objectName: "askButton"
+                visible: content.model.query !== ""
+                text: "Frag deine Tabs"
+                fontSize: 14
+                onClicked: content.openChat(content.model.query)
+            }
+            PetrolButtonStyle {
+                objectName: "reopenAllButton"
+                visible: list.count > 0
+                text: content.presenter.reopenText
+                fontSize: 14
+                onClicked: content.model.openTabs(content.model.visibleTabs.ids())
+            }
+        }
+
+        Rectangle {
+            id: banner
+            objectName: "noticeBanner"
+            visible: content.model.notice !== null && content.model.notice !== undefined
+            Layout.fillWidth: true
+            implicitHeight: Math.max(noticeText.implicitHeight, okButton.implicitHeight) + 14
+            radius: 9
+            color: Qt.rgba(Theme.green.r, Theme.green.g, Theme.green.b, 0.08)
+            border.color: Qt.rgba(Theme.green.r, Theme.green.g, Theme.green.b, 0.35)
+            border.width: 1
+            Text {
+                id: noticeText
+                objectName: "noticeText"
+                anchors.left: parent.left
+                anchors.leftMargin: 14
+                anchors.right: okButton.left
+                anchors.rightMargin: 10
+                anchors.verticalCenter: parent.verticalCenter
+                text: banner.visible ? String(content.model.notice) : ""
+                wrapMode: Text.Wrap
+                color: Theme.green
+                font.pointSize: Theme.points(14.5)
+            }
+            LinkButtonStyle {
+                id: okButton
+                objectName: "noticeOk"
+                anchors.right: parent.right
+                anchors.rightMargin: 8
+                anchors.verticalCenter: parent.verticalCenter
+                text: "OK"
+                onClicked: content.model.notice = null
+            }
+        }
+    }
+
+    Rectangle {
+        id: rule
+        anchors.top: header.bottom
+        anchors.topMargin: 14
+        width: parent.width
+        height: 1
+        color: Theme.line
+    }
+
+    ListView {
+        id: list
+        objectName: "tabList"
+        anchors.top: rule.bottom
+        anchors.bottom: parent.bottom
+        width: parent.width
+        clip: true
+        reuseItems: true
+        boundsBehavior: Flickable.StopAtBounds
+        model: content.model.visibleTabs
+        ScrollBar.vertical: ScrollBar { policy: ScrollBar.AsNeeded }
+
+        delegate: TabRow {
+            width: list.width
+            presenter: content.presenter
+        }
+    }
+
+    Text {
+        objectName: "emptyListText"
+        visible: list.count === 0
+        anchors.top: rule.bottom
+        anchors.topMargin: 40
+        anchors.horizontalCenter: parent.horizontalCenter
+        width: Math.min(implicitWidth, parent.width - 56)
+        horizontalAlignment: Text.AlignHCenter
+        wrapMode: Text.Wrap
+        text: content.presenter.emptyText
+        color: Theme.secondary
+        font.pointSize: Theme.points(15)
+    }
+}

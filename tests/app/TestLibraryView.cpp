@@ -1,0 +1,453 @@
+#include <QColor>
+#include <QQuickItem>
+#include <QTest>
+
+#include <memory>
+
+#include "AppModel.h"
+#include "LibraryText.h"
+#include "LibraryViewHarness.h"
+#include "SidebarModel.h"
+#include "TabListModel.h"
+
+// The library window offscreen: the sidebar, the header texts per
+// selection and search, the empty states, what each row shows and its menu.
+class TestLibraryView : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+
+    void headerTexts_data();
+    void headerTexts();
+    void headerOfRemovedSelection_data();
+    void headerOfRemovedSelection();
+    void sidebarClickSelectsAndEndsSearch();
+    void searchHighlightsNoRow();
+    void clearButtonEmptiesSearch();
+    void sectionsAndCounts_data();
+    void sectionsAndCounts();
+    void emptyLibraryOffersDemo();
+    void emptyList_data();
+    void emptyList();
+    void rowLines_data();
+    void rowLines();
+    void hintReasonOnlyUnderHints_data();
+    void hintReasonOnlyUnderHints();
+    void dueReminderTurnsRed();
+    void contextMenuItems_data();
+    void contextMenuItems();
+    void contextMenuDeletes();
+    void rowClickOpensDetail();
+    void noticeBannerConfirms();
+    void demoCapsuleFollowsDemoTabs();
+
+private:
+    std::unique_ptr<LibraryViewHarness> h;
+};
+
+void TestLibraryView::init()
+{
+    h = std::make_unique<LibraryViewHarness>();
+}
+
+void TestLibraryView::cleanup()
+{
+    h.reset();
+}
+
+void TestLibraryView::headerTexts_data()
+{
+    QTest::addColumn<QString>("key");
+    QTest::addColumn<QString>("query");
+    QTest::addColumn<QString>("title");
+    QTest::addColumn<QString>("subtitle");
+
+    QTest::newRow("topic from one window") << LibraryViewHarness::topicKey(1) << QString() << "Rust"
+                                           << "2 Tabs aus 1 Fenster · nach Stichwörtern";
+    QTest::newRow("topic from two windows") << LibraryViewHarness::topicKey(2) << QString() << "Reisen"
+                                            << "2 Tabs aus 2 Fenstern · nach Stichwörtern";
+    QTest::newRow("unsorted topic") << LibraryViewHarness::topicKey(3) << QString() << "Sonstiges"
+                                    << "1 Tabs aus 1 Fenster · passt zu keinem Thema";
+    QTest::newRow("window") << LibraryViewHarness::windowKey(2) << QString() << "Fenster 2 · 15.11."
+                            << "2 Tabs, so wie sie in Safari offen waren";
+    QTest::newRow("all") << "all" << QString() << "Alle Tabs" << "5 gespeicherte Tabs aus 2 Fenstern";
+    QTest::newRow("reminders") << "reminders" << QString() << "Erinnerungen"
+                               << "2 Tabs mit Erinnerung, die nächste zuoberst";
+    QTest::newRow("notes") << "notes" << QString() << "Mit Notiz" << "1 Tabs mit deiner Notiz";
+    QTest::newRow("hints") << "hints" << QString() << "Hinweise zu deinen Projekten"
+                           << "1 ungelesene Tabs, die zu deinem Kontext passen";
+    QTest::newRow("search") << "all" << "Capuns" << "Suche: «Capuns»" << "1 Treffer nach Bedeutung und Stichwort";
+}
+
+void TestLibraryView::headerTexts()
+{
+    QFETCH(QString, key);
+    QFETCH(QString, query);
+    QFETCH(QString, title);
+    QFETCH(QString, subtitle);
+
+    h->fillSample();
+    QVERIFY(h->load(QStringLiteral("all")));
+    h->model().setSelectionKey(key);
+    h->model().setQuery(query);
+    h->settle();
+    QCOMPARE(h->text("listTitle"), title);
+    QCOMPARE(h->text("listSubtitle"), subtitle);
+    QCOMPARE(h->isShown("askButton"), !query.isEmpty());
+    QVERIFY(h->isShown("reopenAllButton"));
+    const QString n = subtitle.section(u' ', 0, 0);
+    QCOMPARE(h->text("reopenAllButton"), QStringLiteral("Alle %1 wieder öffnen").arg(n));
+}
+
+void TestLibraryView::headerOfRemovedSelection_data()
+{
+    QTest::addColumn<SidebarSelection>("selection");
+    QTest::addColumn<QString>("title");
+
+    QTest::newRow("topic") << SidebarSelection::topic(LibraryViewHarness::id(999)) << "Thema";
+    QTest::newRow("window") << SidebarSelection::window(LibraryViewHarness::id(999)) << "Fenster";
+}
+
+void TestLibraryView::headerOfRemovedSelection()
+{
+    QFETCH(SidebarSelection, selection);
+    QFETCH(QString, title);
+
+    LibraryData data;
+    data.topicsByAI = true;
+    QCOMPARE(LibraryText::title(data, selection, QString()), title);
+}
+
+void TestLibraryView::sidebarClickSelectsAndEndsSearch()
+{
+    h->fillSample();
+    QVERIFY(h->load(QStringLiteral("all")));
+    h->model().setQuery(QStringLiteral("Rust"));
+    h->settle();
+    QCOMPARE(h->text("searchInput"), QStringLiteral("Rust"));
+
+    QVERIFY(h->click(QStringLiteral("sidebarRow:notes")));
+    QCOMPARE(h->model().selectionKey(), QStringLiteral("notes"));
+    QCOMPARE(h->model().query(), QString());
+    QCOMPARE(h->text("searchInput"), QString());
+    QCOMPARE(h->find(QStringLiteral("sidebarRow:notes"))->property("selected").toBool(), true);
+    QCOMPARE(h->find(QStringLiteral("sidebarRow:all"))->property("selected").toBool(), false);
+    QCOMPARE(h->text("listTitle"), QStringLiteral("Mit Notiz"));
+}
+
+void TestLibraryView::searchHighlightsNoRow()
+{
+    h->fillSample();
+    QVERIFY(h->load(QStringLiteral("all")));
+    h->model().setSelectionKey(QStringLiteral("reminders"));
+    h->settle();
+    QVERIFY(h->find(QStringLiteral("sidebarRow:reminders"))->property("selected").toBool());
+
+    // Typing as a user would goes through the field into the model.
+    QQuickItem *input = h->item(QStringLiteral("searchInput"));
+    QVERIFY(input);
+    input->forceActiveFocus();
+    h->type(QStringLiteral("Engadin"));
+    h->settle();
+    QCOMPARE(h->model().query(), QStringLiteral("Engadin"));
+    const auto *rows = h->model().sidebarModel();
+    for (int i = 0; i < rows->rowCount(); ++i) {
+        const QString key = rows->data(rows->index(i), SidebarModel::KeyRole).toString();
+        QVERIFY2(!h->find(QStringLiteral("sidebarRow:") + key)->property("selected").toBool(), qPrintable(key));
+    }
+}
+
+void TestLibraryView::clearButtonEmptiesSearch()
+{
+    h->fillSample();
+    QVERIFY(h->load(QStringLiteral("all")));
+    QVERIFY(!h->isShown("searchClear"));
+    h->model().setQuery(QStringLiteral("Capuns"));
+    h->settle();
+    QVERIFY(h->isShown("searchClear"));
+    QVERIFY(h->click(QStringLiteral("searchClear")));
+    QCOMPARE(h->model().query(), QString());
+    QVERIFY(!h->isShown("searchClear"));
+    QCOMPARE(h->model().visibleTabsModel()->count(), 5);
+}
+
+void TestLibraryView::sectionsAndCounts_data()
+{
+    QTest::addColumn<QString>("key");
+    QTest::addColumn<QString>("label");
+    QTest::addColumn<QString>("count");
+
+    QTest::newRow("topic") << LibraryViewHarness::topicKey(1) << "Rust" << "2";
+    QTest::newRow("window") << LibraryViewHarness::windowKey(1) << "Fenster 1 · 13.11." << "3";
+    QTest::newRow("reminders") << "reminders" << "Erinnerungen" << "2";
+    QTest::newRow("notes") << "notes" << "Mit Notiz" << "1";
+    QTest::newRow("hints") << "hints" << "Hinweise zu Projekten" << "1";
+    QTest::newRow("all") << "all" << "Alle Tabs" << "5";
+}
+
+void TestLibraryView::sectionsAndCounts()
+{
+    QFETCH(QString, key);
+    QFETCH(QString, label);
+    QFETCH(QString, count);
+
+    h->fillSample();
+    QVERIFY(h->load(QStringLiteral("all")));
+    QObject *row = h->find(QStringLiteral("sidebarRow:") + key);
+    QVERIFY(row);
+    QCOMPARE(h->findIn(row, QStringLiteral("rowLabel"))->property("text").toString(), label);
+    QCOMPARE(h->findIn(row, QStringLiteral("rowCount"))->property("text").toString(), count);
+
+    QStringList titles;
+    auto *list = h->item(QStringLiteral("sidebarList"));
+    for (QQuickItem *child : list->property("contentItem").value<QQuickItem *>()->childItems()) {
+        if (child->objectName() == u"sectionTitle" && child->isVisible())
+            titles << child->property("text").toString();
+    }
+    QCOMPARE(titles, (QStringList{QStringLiteral("Nach Thema"), QStringLiteral("Nach Fenster (wie es war)"),
+                                  QStringLiteral("Für später")}));
+}
+
+void TestLibraryView::emptyLibraryOffersDemo()
+{
+    QVERIFY(h->load(QStringLiteral("all")));
+    QVERIFY(h->isShown("emptyLibrary"));
+    QVERIFY(!h->isShown("contentList"));
+    QCOMPARE(h->text("emptyHeading"), QStringLiteral("Noch keine Tabs gespeichert."));
+    QVERIFY(!h->isShown("demoCapsule"));
+
+    QVERIFY(h->click(QStringLiteral("loadDemoButton")));
+    QTRY_VERIFY_WITH_TIMEOUT(h->model().tabCount() > 0, 20000);
+    h->settle();
+    QVERIFY(!h->isShown("emptyLibrary"));
+    QVERIFY(h->isShown("contentList"));
+    QVERIFY(h->isShown("demoCapsule"));
+}
+
+void TestLibraryView::emptyList_data()
+{
+    QTest::addColumn<QString>("key");
+    QTest::addColumn<QString>("query");
+    QTest::addColumn<QString>("text");
+
+    QTest::newRow("no hits") << "all" << "Quantenschaum" << "Keine Treffer für «Quantenschaum».";
+    QTest::newRow("nothing selected yet") << "notes" << QString() << "Hier ist noch nichts.";
+}
+
+void TestLibraryView::emptyList()
+{
+    QFETCH(QString, key);
+    QFETCH(QString, query);
+    QFETCH(QString, text);
+
+    h->fillSample();
+    h->fixture().library().mutate([](LibraryData &data) {
+        for (SavedTab &tab : data.tabs)
+            tab.note.clear();
+    });
+    QVERIFY(h->load(QStringLiteral("all")));
+    h->model().setSelectionKey(key);
+    h->model().setQuery(query);
+    h->settle();
+    QVERIFY(h->isShown("emptyListText"));
+    QCOMPARE(h->text("emptyListText"), text);
+    QVERIFY(!h->isShown("reopenAllButton"));
+    QCOMPARE(h->isShown("askButton"), !query.isEmpty());
+}
+
+void TestLibraryView::rowLines_data()
+{
+    QTest::addColumn<int>("tab");
+    QTest::addColumn<QString>("dateLine");
+    QTest::addColumn<bool>("note");
+    QTest::addColumn<bool>("reminder");
+    QTest::addColumn<bool>("hint");
+    QTest::addColumn<QString>("summary");
+    QTest::addColumn<QStringList>("tags");
+
+    QTest::newRow("note and due reminder") << 1 << "doc.rust-lang.org · gespeichert 13.11." << true << true << false
+                                           << QString() << QStringList();
+    QTest::newRow("read") << 3 << "sbb.ch · gespeichert 13.11. · gelesen" << false << false << false << QString()
+                          << QStringList();
+    QTest::newRow("open hint") << 4 << "engadin.ch · gespeichert 15.11." << false << false << true << QString()
+                               << QStringList();
+    QTest::newRow("summary and tags")
+        << 5 << "swissmilk.ch · gespeichert 15.11." << false << false << false
+        << "Zusammenfassung: Ein Bündner Gericht aus Mangoldblättern."
+        << QStringList{QStringLiteral("kochen"), QStringLiteral("graubünden")};
+}
+
+void TestLibraryView::rowLines()
+{
+    QFETCH(int, tab);
+    QFETCH(QString, dateLine);
+    QFETCH(bool, note);
+    QFETCH(bool, reminder);
+    QFETCH(bool, hint);
+    QFETCH(QString, summary);
+    QFETCH(QStringList, tags);
+
+    h->fillSample();
+    QVERIFY(h->load(QStringLiteral("all")));
+    QQuickItem *row = h->rowFor(LibraryViewHarness::id(tab));
+    QVERIFY(row);
+    auto shown = [&](const char *name) {
+        auto *found = qobject_cast<QQuickItem *>(h->findIn(row, QString::fromLatin1(name)));
+        return found && found->isVisible();
+    };
+    QCOMPARE(h->findIn(row, QStringLiteral("tabDateLine"))->property("text").toString(), dateLine);
+    QCOMPARE(shown("markerNote"), note);
+    QCOMPARE(shown("markerReminder"), reminder);
+    QCOMPARE(shown("markerHint"), hint);
+    QCOMPARE(shown("tabSummary"), !summary.isEmpty());
+    if (!summary.isEmpty())
+        QCOMPARE(h->findIn(row, QStringLiteral("tabSummary"))->property("text").toString(), summary);
+    QCOMPARE(shown("tabTags"), !tags.isEmpty());
+    for (const QString &tag : tags) {
+        auto *chip = qobject_cast<QQuickItem *>(h->findIn(row, QStringLiteral("tag:") + tag));
+        QVERIFY2(chip && chip->isVisible(), qPrintable(tag));
+    }
+}
+
+void TestLibraryView::hintReasonOnlyUnderHints_data()
+{
+    QTest::addColumn<QString>("key");
+    QTest::addColumn<bool>("reason");
+
+    QTest::newRow("hints") << "hints" << true;
+    QTest::newRow("all") << "all" << false;
+    QTest::newRow("its window") << LibraryViewHarness::windowKey(2) << false;
+}
+
+void TestLibraryView::hintReasonOnlyUnderHints()
+{
+    QFETCH(QString, key);
+    QFETCH(bool, reason);
+
+    h->fillSample();
+    QVERIFY(h->load(QStringLiteral("all")));
+    h->model().setSelectionKey(key);
+    h->settle();
+    QQuickItem *row = h->rowFor(LibraryViewHarness::id(4));
+    QVERIFY(row);
+    auto *line = qobject_cast<QQuickItem *>(h->findIn(row, QStringLiteral("tabHintReason")));
+    QVERIFY(line);
+    QCOMPARE(line->isVisible(), reason);
+    if (reason)
+        QCOMPARE(line->property("text").toString(), QStringLiteral("💡 Passt zu «Ferien 2027»: Wanderungen"));
+    // The marker shows wherever the tab is listed.
+    QVERIFY(qobject_cast<QQuickItem *>(h->findIn(row, QStringLiteral("markerHint")))->isVisible());
+}
+
+void TestLibraryView::dueReminderTurnsRed()
+{
+    h->fillSample();
+    QVERIFY(h->load(QStringLiteral("all")));
+    const QColor red(176, 48, 26);
+    const QColor secondary(134, 134, 139);
+    QQuickItem *due = h->rowFor(LibraryViewHarness::id(1));
+    QQuickItem *later = h->rowFor(LibraryViewHarness::id(2));
+    QVERIFY(due && later);
+    QObject *dueText = h->findIn(due, QStringLiteral("reminderText"));
+    QObject *laterText = h->findIn(later, QStringLiteral("reminderText"));
+    QCOMPARE(dueText->property("text").toString(), QStringLiteral("Mo. 16.11."));
+    QCOMPARE(dueText->property("color").value<QColor>(), red);
+    QCOMPARE(laterText->property("text").toString(), QStringLiteral("Mi. 18.11."));
+    QCOMPARE(laterText->property("color").value<QColor>(), secondary);
+
+    // Exactly at its minute a reminder counts as due.
+    QVERIFY(LibraryText::isDue(h->fixture().clock().now(), h->fixture().clock().now()));
+    QVERIFY(!LibraryText::isDue(h->fixture().clock().now().addSecs(60), h->fixture().clock().now()));
+}
+
+void TestLibraryView::contextMenuItems_data()
+{
+    QTest::addColumn<int>("tab");
+    QTest::addColumn<bool>("dismiss");
+
+    QTest::newRow("with open hint") << 4 << true;
+    QTest::newRow("without hint") << 5 << false;
+}
+
+void TestLibraryView::contextMenuItems()
+{
+    QFETCH(int, tab);
+    QFETCH(bool, dismiss);
+
+    h->fillSample();
+    QVERIFY(h->load(QStringLiteral("all")));
+    QQuickItem *row = h->rowFor(LibraryViewHarness::id(tab));
+    QVERIFY(h->click(row, Qt::RightButton));
+    QObject *menu = h->findIn(row, QStringLiteral("tabMenu"));
+    QVERIFY(menu);
+    QTRY_VERIFY(menu->property("opened").toBool());
+    // Every row has a menu of its own: look in this one.
+    auto entry = [&](const char *name) {
+        return qobject_cast<QQuickItem *>(h->findIn(menu, QString::fromLatin1(name)));
+    };
+    for (const char *name : {"menuOpen", "menuDetail", "menuDelete"})
+        QVERIFY2(entry(name) && entry(name)->isVisible(), name);
+    QCOMPARE(entry("menuDismissHint")->isVisible(), dismiss);
+    if (!dismiss)
+        return;
+    QVERIFY(h->click(entry("menuDismissHint")));
+    QVERIFY(h->model().hintFor(*h->fixture().library().data().tab(LibraryViewHarness::id(tab))) == std::nullopt);
+    QCOMPARE(h->model().library().data().openHints().size(), 0);
+}
+
+void TestLibraryView::contextMenuDeletes()
+{
+    h->fillSample();
+    QVERIFY(h->load(QStringLiteral("all")));
+    QQuickItem *row = h->rowFor(LibraryViewHarness::id(3));
+    QVERIFY(h->click(row, Qt::RightButton));
+    auto *item = qobject_cast<QQuickItem *>(h->findIn(h->findIn(row, QStringLiteral("tabMenu")),
+                                                       QStringLiteral("menuDelete")));
+    QVERIFY(item);
+    QTRY_VERIFY(item->isVisible());
+    QVERIFY(h->click(item));
+    QVERIFY(!h->model().library().data().tab(LibraryViewHarness::id(3)));
+    QCOMPARE(h->text("listSubtitle"), QStringLiteral("4 gespeicherte Tabs aus 2 Fenstern"));
+}
+
+void TestLibraryView::rowClickOpensDetail()
+{
+    h->fillSample();
+    QVERIFY(h->load(QStringLiteral("all")));
+    QVERIFY(h->click(h->rowFor(LibraryViewHarness::id(2))));
+    QVERIFY(h->model().detailTab());
+    QCOMPARE(h->model().detailTab()->id, LibraryViewHarness::id(2));
+    QTRY_VERIFY(h->isShown(QStringLiteral("tabDetail")));
+    QCOMPARE(h->text("detailTitle"), QStringLiteral("Cargo Workspaces"));
+}
+
+void TestLibraryView::noticeBannerConfirms()
+{
+    h->fillSample();
+    QVERIFY(h->load(QStringLiteral("all")));
+    QVERIFY(!h->isShown("noticeBanner"));
+    h->model().setNotice(QStringLiteral("12 Tabs importiert."));
+    h->settle();
+    QVERIFY(h->isShown("noticeBanner"));
+    QCOMPARE(h->text("noticeText"), QStringLiteral("12 Tabs importiert."));
+    QVERIFY(h->click(QStringLiteral("noticeOk")));
+    QVERIFY(!h->model().notice());
+    QVERIFY(!h->isShown("noticeBanner"));
+}
+
+void TestLibraryView::demoCapsuleFollowsDemoTabs()
+{
+    h->fillSample();
+    h->fixture().library().updateTab(LibraryViewHarness::id(5), [](SavedTab &tab) { tab.isDemo = true; });
+    QVERIFY(h->load(QStringLiteral("all")));
+    QVERIFY(h->isShown("demoCapsule"));
+    h->model().deleteTabById(idText(LibraryViewHarness::id(5)));
+    h->settle();
+    QVERIFY(!h->isShown("demoCapsule"));
+}
+
+QTEST_MAIN(TestLibraryView)
+#include "TestLibraryView.moc"
