@@ -78,6 +78,8 @@ void TestTray::popoverToggles()
     QQmlEngine engine;
     QmlModule::prepare(engine);
     TrayController tray(&engine);
+    // The real view needs the application model; the stub has the same links.
+    tray.setPopoverSource(QUrl::fromLocalFile(QFINDTESTDATA("PopoverStub.qml")));
     QSignalSpy aboutToShow(&tray, &TrayController::popoverAboutToShow);
     QVERIFY(!tray.isPopoverVisible());
 
@@ -105,6 +107,7 @@ void TestTray::popoverClosesWhenItLosesFocus()
     QQmlEngine engine;
     QmlModule::prepare(engine);
     TrayController tray(&engine);
+    tray.setPopoverSource(QUrl::fromLocalFile(QFINDTESTDATA("PopoverStub.qml")));
     tray.togglePopover();
     QQuickView *popover = tray.popover();
     QVERIFY(popover);
