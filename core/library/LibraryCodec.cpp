@@ -1,7 +1,7 @@
 #include "LibraryCodec.h"
 
 #include "FloatText.h"
-#include "JsonText.h"
+#include "JsonStringCodec.h"
 
 #include <QDate>
 
@@ -233,10 +233,10 @@ public:
         const char *start = m_p;
         // Straight into the string, which is at most one unit per byte;
         // what fails is read again below for the reason.
-        if (const char *close = JsonText::closingQuote(start, m_end)) {
+        if (const char *close = JsonStringCodec::closingQuote(start, m_end)) {
             QString s(close - start, Qt::Uninitialized);
             auto *units = reinterpret_cast<char16_t *>(s.data());
-            if (const char16_t *end = JsonText::decode(units, start, close)) {
+            if (const char16_t *end = JsonStringCodec::decode(units, start, close)) {
                 s.resize(end - units);
                 if (s.capacity() > 64 && s.size() < s.capacity() / 4 * 3)
                     s.squeeze(); // text of mostly two- and three-byte characters
@@ -863,7 +863,7 @@ public:
         room(s.size() * 6 + 2);
         *cur++ = '"';
         const auto *units = reinterpret_cast<const char16_t *>(s.constData());
-        cur = JsonText::writeEscaped(cur, units, units + s.size());
+        cur = JsonStringCodec::writeEscaped(cur, units, units + s.size());
         *cur++ = '"';
     }
 

@@ -1,4 +1,4 @@
-#include "JsonText.h"
+#include "JsonStringCodec.h"
 
 #include <array>
 #include <bit>
@@ -96,7 +96,7 @@ int hex4(const char *p)
 
 } // namespace
 
-namespace JsonText {
+namespace JsonStringCodec {
 
 char *writeEscaped(char *out, const char16_t *p, const char16_t *end)
 {
@@ -271,4 +271,4 @@ char16_t *decode(char16_t *out, const char *begin, const char *end)
     return out;
 }
 
-} // namespace JsonText
+} // namespace JsonStringCodec

@@ -5,7 +5,7 @@
 // The inside of JSON strings in the library file, between UTF-16 text and
 // UTF-8 bytes, sixteen bytes at a time where the text is plain ASCII: page
 // texts are most of the file.
-namespace JsonText {
+namespace JsonStringCodec {
 
 // Writes the units [begin, end) as UTF-8 with the escapes of the library
 // file: '"', '\\' and '/' after a backslash, control characters as \n, \t,
@@ -23,4 +23,4 @@ const char *closingQuote(const char *begin, const char *end);
 // hold a control character or a bad escape (the caller says which).
 char16_t *decode(char16_t *out, const char *begin, const char *end);
 
-} // namespace JsonText
+} // namespace JsonStringCodec
