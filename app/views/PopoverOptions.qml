@@ -13,6 +13,7 @@ Column {
         id: groupByWindow
         objectName: "optionGroupByWindow"
         width: parent.width
+        leftPadding: 0
         title: PopoverText.groupOption(options.windowCount)
         isOn: AppModel.groupByWindow
         onToggled: AppModel.groupByWindow = isOn
@@ -21,6 +22,7 @@ Column {
         id: sortByTopic
         objectName: "optionSortByTopic"
         width: parent.width
+        leftPadding: 0
         title: PopoverText.topicOption(AppModel.aiAvailable)
         isOn: AppModel.sortByTopic
         onToggled: AppModel.sortByTopic = isOn
@@ -29,6 +31,7 @@ Column {
         id: saveContent
         objectName: "optionSaveContent"
         width: parent.width
+        leftPadding: 0
         title: "Seiteninhalt speichern, damit die Suche ihn kennt"
         isOn: AppModel.saveContent
         onToggled: AppModel.saveContent = isOn
@@ -37,6 +40,7 @@ Column {
         id: keepPinned
         objectName: "optionKeepPinned"
         width: parent.width
+        leftPadding: 0
         title: "Angepinnte Tabs offen lassen (siehe Einstellungen)"
         isOn: AppModel.keepPinned
         onToggled: AppModel.keepPinned = isOn

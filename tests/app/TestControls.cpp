@@ -299,6 +299,7 @@ void TestControls::glyphsRender_data()
     QTest::newRow("ellipsis") << QStringLiteral("…") << false;
     QTest::newRow("umlauts") << QStringLiteral("äöüÄÖÜ") << false;
     QTest::newRow("middle dot") << QStringLiteral("·") << false;
+    QTest::newRow("guillemets") << QStringLiteral("«»") << false;
 }
 
 void TestControls::glyphsRender()
