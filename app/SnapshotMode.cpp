@@ -91,6 +91,11 @@ bool takeShot(ViewShot &shooter, Shot shot, const QString &outputFolder)
     const QSize points = view->size();
     const QImage image = ViewShot::render(*view);
     const QString path = QDir(outputFolder).filePath(shot.file);
+    // One colour all over is a frame that never rendered.
+    if (ViewShot::distinctColours(image, 2) < 2) {
+        SelfTestSupport::printLine(kTag, QStringLiteral("Bild leer: ") + shot.file);
+        return false;
+    }
     if (!ViewShot::writePng(image, points, SelfTestSupport::kShotScale, path)) {
         SelfTestSupport::printLine(kTag, QStringLiteral("Bild nicht geschrieben: ") + path);
         return false;

@@ -68,16 +68,16 @@ bool ViewShot::writePng(const QImage &image, QSize points, int scale, const QStr
     return out.save(path, "PNG");
 }
 
-int ViewShot::distinctColours(const QImage &image, int samples)
+int ViewShot::distinctColours(const QImage &image, int limit)
 {
-    if (image.isNull() || samples <= 0)
-        return 0;
+    const QImage pixels = image.convertToFormat(QImage::Format_ARGB32);
     QSet<QRgb> colours;
-    for (int i = 0; i < samples; ++i) {
-        for (int j = 0; j < samples; ++j) {
-            const int x = std::min(image.width() - 1, (2 * i + 1) * image.width() / (2 * samples));
-            const int y = std::min(image.height() - 1, (2 * j + 1) * image.height() / (2 * samples));
-            colours.insert(image.pixel(x, y));
+    for (int y = 0; y < pixels.height(); ++y) {
+        const auto *line = reinterpret_cast<const QRgb *>(pixels.constScanLine(y));
+        for (int x = 0; x < pixels.width(); ++x) {
+            colours.insert(line[x]);
+            if (colours.size() >= limit)
+                return limit;
         }
     }
     return static_cast<int>(colours.size());

@@ -35,8 +35,9 @@ public:
     // screen of another ratio is evened out by a smooth rescale).
     static bool writePng(const QImage &image, QSize points, int scale, const QString &path);
 
-    // Distinct colours, counted on a grid of samples: a blank frame has one.
-    static int distinctColours(const QImage &image, int samples = 64);
+    // Distinct colours over every pixel, counted up to `limit`: a blank
+    // frame has one, a line of text already dozens.
+    static int distinctColours(const QImage &image, int limit = 256);
 
 private:
     QQmlEngine *m_engine;
