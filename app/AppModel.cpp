@@ -138,6 +138,7 @@ AppModel::AppModel(Services services, QObject *parent)
     connect(m_library, &Library::dataChanged, this, [this] {
         refreshLists();
         Q_EMIT libraryChanged();
+        Q_EMIT remindersTodayChanged();
     });
     connect(this, &AppModel::selectionChanged, this, &AppModel::refreshLists);
     connect(this, &AppModel::queryChanged, this, &AppModel::refreshLists);
@@ -558,6 +559,9 @@ void AppModel::cancelSleep()
 
 void AppModel::refreshLiveCount()
 {
+    // Called as the popover opens and by the periodic timer: the moments a
+    // new day must show in the footer.
+    Q_EMIT remindersTodayChanged();
     if (!m_safariConnected || isSleepRunning())
         return;
     if (!m_bridge->isSafariRunning()) {

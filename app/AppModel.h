@@ -83,7 +83,7 @@ class AppModel : public QObject
     Q_PROPERTY(SidebarModel *sidebar READ sidebarModel CONSTANT)
     Q_PROPERTY(int tabCount READ tabCount NOTIFY libraryChanged)
     // The popover's footer: reminders of today (overdue ones included) and open hints.
-    Q_PROPERTY(int remindersTodayCount READ remindersTodayCount NOTIFY libraryChanged)
+    Q_PROPERTY(int remindersTodayCount READ remindersTodayCount NOTIFY remindersTodayChanged)
     Q_PROPERTY(int openHintCount READ openHintCount NOTIFY libraryChanged)
 
 public:
@@ -229,6 +229,8 @@ Q_SIGNALS:
     void launchAtLoginChanged();
     // Every change of the live library, forwarded.
     void libraryChanged();
+    // With every library change and every recount: "today" moves with the clock.
+    void remindersTodayChanged();
     // Ends of the asynchronous operations, for callers that wait on them.
     void sleepRunEnded();
     void topicsRegrouped();

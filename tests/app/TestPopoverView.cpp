@@ -50,6 +50,7 @@ private slots:
     void optionsFollowModel();
     void footer_data();
     void footer();
+    void footerFollowsTheDay();
     void links_data();
     void links();
     void textsFit_data();
@@ -651,6 +652,22 @@ void TestPopoverView::footer()
     // A change of the library shows at once: one more reminder for now.
     m_f->library().mutate([&](LibraryData &data) { data.tabs.last().reminderAt = now; });
     QVERIFY(text("footerLine") != expected);
+}
+
+void TestPopoverView::footerFollowsTheDay()
+{
+    const QDateTime now = m_f->clock().now();
+    m_f->library().mutate([&](LibraryData &data) {
+        SavedTab tab = AppModelFixture::tab(QStringLiteral("Morgen"), now.addDays(-1), 0);
+        tab.reminderAt = QDateTime(now.date().addDays(1), QTime(8, 0));
+        data.tabs.append(tab);
+    });
+    QVERIFY(open());
+    QVERIFY(text("footerLine").startsWith(QStringLiteral("⏰  0 Erinnerungen heute")));
+    // Past midnight, before the reminder's hour: the popover opens again.
+    m_f->clock().set(QDateTime(now.date().addDays(1), QTime(7, 0)));
+    m_f->model().refreshLiveCount();
+    QVERIFY(text("footerLine").startsWith(QStringLiteral("⏰  1 Erinnerung heute")));
 }
 
 void TestPopoverView::links_data()
