@@ -56,7 +56,7 @@ Rectangle {
             visible: !row.isTopic && row.icon !== "macwindow"
             anchors.centerIn: parent
             text: row.icon === "tray.full" ? "🗂️" : row.icon
-            font.pointSize: Theme.points(13)
+            font.pointSize: Theme.points(15)
         }
     }
 

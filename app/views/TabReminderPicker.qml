@@ -1,5 +1,4 @@
 import QtQuick
-import QtQuick.Controls.Basic
 import Pellmora
 
 // Date and time of a reminder the Swiss way: day.month.year hours:minutes.
@@ -15,30 +14,80 @@ Row {
         draft.setReminderParts(year, month, day, hour, minute)
     }
 
-    component Field: SpinBox {
+    // A number with small step arrows; typing, the arrow keys and the wheel
+    // step it too. Steps wrap around within the field's range.
+    component Field: Rectangle {
         id: box
         property int digits: 2
-        // What the draft holds; the box shows it again after each step, so
-        // a day the month lacks snaps back to its last day.
+        property int from: 0
+        property int to: 59
+        // What the draft holds; the field always shows it, so a day the
+        // month lacks snaps back to the month's last day.
         property int shown
+        readonly property int value: shown
         signal picked(int number)
-        value: shown
-        onShownChanged: value = shown
-        onValueModified: {
-            picked(value)
-            value = shown
+
+        function step(by) {
+            const span = to - from + 1
+            picked(from + ((shown - from + by) % span + span) % span)
         }
-        editable: true
-        width: digits === 4 ? 84 : 66
+        function increase() { step(1) }
+        function decrease() { step(-1) }
+
+        width: digits === 4 ? 70 : 52
         height: 32
-        font.pointSize: Theme.points(14.5)
-        textFromValue: (value) => String(value).padStart(box.digits, "0")
-        valueFromText: (text) => parseInt(text, 10)
+        radius: 7
+        color: Theme.field
+        border.color: input.activeFocus ? Theme.petrol : Theme.line
         opacity: enabled ? 1 : 0.45
-        background: Rectangle {
-            radius: 7
-            color: Theme.field
-            border.color: Theme.line
+
+        TextInput {
+            id: input
+            objectName: "input"
+            x: 8
+            width: parent.width - arrows.width - 10
+            anchors.verticalCenter: parent.verticalCenter
+            horizontalAlignment: Text.AlignRight
+            text: String(box.shown).padStart(box.digits, "0")
+            color: Theme.ink
+            font.pointSize: Theme.points(15)
+            maximumLength: box.digits
+            validator: IntValidator { bottom: 0; top: box.digits === 4 ? 9999 : 99 }
+            selectByMouse: true
+            onEditingFinished: {
+                const typed = parseInt(text, 10)
+                if (!isNaN(typed) && typed >= box.from && typed <= box.to)
+                    box.picked(typed)
+                text = Qt.binding(() => String(box.shown).padStart(box.digits, "0"))
+            }
+            Keys.onUpPressed: box.increase()
+            Keys.onDownPressed: box.decrease()
+        }
+        Column {
+            id: arrows
+            anchors.right: parent.right
+            anchors.rightMargin: 3
+            anchors.verticalCenter: parent.verticalCenter
+            Repeater {
+                model: [1, -1]
+                Text {
+                    required property int modelData
+                    width: 14
+                    height: 13
+                    text: modelData > 0 ? "▴" : "▾"
+                    color: Theme.secondary
+                    horizontalAlignment: Text.AlignHCenter
+                    verticalAlignment: Text.AlignVCenter
+                    font.pointSize: Theme.points(13)
+                    MouseArea {
+                        anchors.fill: parent
+                        onClicked: box.step(parent.modelData)
+                    }
+                }
+            }
+        }
+        WheelHandler {
+            onWheel: (event) => box.step(event.angleDelta.y > 0 ? 1 : -1)
         }
     }
     component Separator: Text {
@@ -52,7 +101,7 @@ Row {
     Field {
         objectName: "pickerDay"
         from: 1
-        to: 31
+        to: new Date(picker.value.getFullYear(), picker.value.getMonth() + 1, 0).getDate()
         shown: picker.value.getDate()
         onPicked: (v) => picker.change(picker.value.getFullYear(), picker.value.getMonth() + 1, v,
                                        picker.value.getHours(), picker.value.getMinutes())

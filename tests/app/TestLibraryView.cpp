@@ -1,4 +1,6 @@
 #include <QColor>
+#include <QDir>
+#include <QTemporaryDir>
 #include <QQuickItem>
 #include <QTest>
 
@@ -43,6 +45,8 @@ private slots:
     void rowClickOpensDetail();
     void noticeBannerConfirms();
     void demoCapsuleFollowsDemoTabs();
+    void renderDemoLibrary_data();
+    void renderDemoLibrary();
 
 private:
     std::unique_ptr<LibraryViewHarness> h;
@@ -447,6 +451,73 @@ void TestLibraryView::demoCapsuleFollowsDemoTabs()
     h->model().deleteTabById(idText(LibraryViewHarness::id(5)));
     h->settle();
     QVERIFY(!h->isShown("demoCapsule"));
+}
+
+void TestLibraryView::renderDemoLibrary_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("selection");
+    QTest::addColumn<QString>("query");
+    QTest::addColumn<bool>("detail");
+
+    QTest::newRow("all") << "library-all" << "all" << QString() << false;
+    QTest::newRow("first topic") << "library-topic" << "topic" << QString() << false;
+    QTest::newRow("reminders") << "library-reminders" << "reminders" << QString() << false;
+    QTest::newRow("search") << "library-search" << "all" << "Lisbon" << false;
+    QTest::newRow("detail") << "library-detail" << "all" << QString() << true;
+}
+
+// The demo library as the user sees it, written as PNG files for a look by
+// eye (to PELLMORA_GRAB_DIR when set); run with QT_SCALE_FACTOR=2 for sharp
+// pictures. Every named text that shows lies inside the window.
+void TestLibraryView::renderDemoLibrary()
+{
+    QFETCH(QString, name);
+    QFETCH(QString, selection);
+    QFETCH(QString, query);
+    QFETCH(bool, detail);
+
+    QVERIFY(h->load());
+    // Loaded as the user would, so the topics are grouped too.
+    h->model().loadDemoData();
+    QTRY_VERIFY_WITH_TIMEOUT(h->model().tabCount() > 0 && !h->model().isBusy(), 60000);
+    QVERIFY(!h->model().library().data().topics.isEmpty());
+    if (selection == u"topic")
+        h->model().setSelection(SidebarSelection::topic(h->model().library().data().topics.first().id));
+    else
+        h->model().setSelectionKey(selection);
+    h->model().setQuery(query);
+    h->settle();
+    QVERIFY(h->model().visibleTabsModel()->count() > 0);
+    if (detail) {
+        QList<SavedTab> tabs = h->model().library().data().tabs;
+        const auto noted = std::find_if(tabs.cbegin(), tabs.cend(),
+                                        [](const SavedTab &tab) { return !tab.summary.isEmpty(); });
+        QVERIFY(noted != tabs.cend());
+        SavedTab tab = *noted;
+        tab.note = QStringLiteral("Für die Präsentation am Freitag.");
+        tab.projectTags = {QStringLiteral("Pellmora"), QStringLiteral("Vortrag")};
+        h->model().save(tab);
+        h->model().showDetail(idText(tab.id));
+        h->settle();
+        QTRY_VERIFY(h->isShown(QStringLiteral("tabDetail")));
+        QTest::qWait(300); // the sheet's opening transition
+    }
+
+    const QImage picture = h->view()->grabWindow();
+    QVERIFY(!picture.isNull());
+    QTemporaryDir temp;
+    const QString dir = qEnvironmentVariable("PELLMORA_GRAB_DIR", temp.path());
+    QVERIFY(picture.save(QDir(dir).filePath(name + QStringLiteral(".png"))));
+
+    const QRectF window(0, 0, h->view()->width(), h->view()->height());
+    for (const char *text : {"listTitle", "listSubtitle", "detailTitle", "reminderText"}) {
+        QQuickItem *item = h->item(QString::fromLatin1(text));
+        if (!item || !item->isVisible())
+            continue;
+        const QRectF r = item->mapRectToScene(QRectF(0, 0, item->width(), item->height()));
+        QVERIFY2(window.contains(r), text);
+    }
 }
 
 QTEST_MAIN(TestLibraryView)
