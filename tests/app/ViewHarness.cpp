@@ -1,6 +1,7 @@
 #include "ViewHarness.h"
 
 #include <QQmlEngine>
+#include <QtMath>
 #include <QQuickItem>
 #include <QQuickView>
 #include <QTest>
@@ -39,7 +40,13 @@ bool ViewHarness::load(const QString &viewFile)
         return false;
     }
     m_view->show();
-    return QTest::qWaitForWindowExposed(m_view.get());
+    if (!QTest::qWaitForWindowExposed(m_view.get()))
+        return false;
+    // The window follows its view's size a moment later.
+    QQuickItem *top = m_view->rootObject();
+    return QTest::qWaitFor([&] {
+        return m_view->width() == qCeil(top->implicitWidth()) && m_view->height() == qCeil(top->implicitHeight());
+    });
 }
 
 QQuickItem *ViewHarness::root() const
