@@ -28,9 +28,12 @@ AppModel *AppModelForeign::create(QQmlEngine *engine, QJSEngine *scriptEngine)
     Q_UNUSED(engine);
     Q_UNUSED(scriptEngine);
     AppModel *model = current().data();
-    // A view loaded before the model exists is a wiring mistake, not a user problem.
-    Q_ASSERT(model);
-    if (model)
-        QJSEngine::setObjectOwnership(model, QJSEngine::CppOwnership);
+    // A view loaded before the model exists is a wiring mistake; say so
+    // instead of leaving only "undefined" errors from the view's bindings.
+    if (!model) {
+        qWarning("AppModel: a view was loaded before the application model was handed over");
+        return nullptr;
+    }
+    QJSEngine::setObjectOwnership(model, QJSEngine::CppOwnership);
     return model;
 }
