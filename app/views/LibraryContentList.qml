@@ -128,8 +128,9 @@ Rectangle {
         visible: list.count === 0
         anchors.top: rule.bottom
         anchors.topMargin: 40
-        anchors.horizontalCenter: parent.horizontalCenter
-        width: Math.min(implicitWidth, parent.width - 56)
+        anchors.left: parent.left
+        anchors.right: parent.right
+        anchors.margins: 28
         horizontalAlignment: Text.AlignHCenter
         wrapMode: Text.Wrap
         text: content.presenter.emptyText

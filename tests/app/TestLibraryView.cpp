@@ -460,9 +460,11 @@ void TestLibraryView::renderDemoLibrary_data()
     QTest::addColumn<QString>("query");
     QTest::addColumn<bool>("detail");
 
+    QTest::newRow("empty") << "library-empty" << QString() << QString() << false;
     QTest::newRow("all") << "library-all" << "all" << QString() << false;
     QTest::newRow("first topic") << "library-topic" << "topic" << QString() << false;
     QTest::newRow("reminders") << "library-reminders" << "reminders" << QString() << false;
+    QTest::newRow("hints") << "library-hints" << "hints" << QString() << false;
     QTest::newRow("search") << "library-search" << "all" << "Lisbon" << false;
     QTest::newRow("detail") << "library-detail" << "all" << QString() << true;
 }
@@ -478,17 +480,21 @@ void TestLibraryView::renderDemoLibrary()
     QFETCH(bool, detail);
 
     QVERIFY(h->load());
-    // Loaded as the user would, so the topics are grouped too.
-    h->model().loadDemoData();
-    QTRY_VERIFY_WITH_TIMEOUT(h->model().tabCount() > 0 && !h->model().isBusy(), 60000);
-    QVERIFY(!h->model().library().data().topics.isEmpty());
-    if (selection == u"topic")
-        h->model().setSelection(SidebarSelection::topic(h->model().library().data().topics.first().id));
-    else
-        h->model().setSelectionKey(selection);
-    h->model().setQuery(query);
-    h->settle();
-    QVERIFY(h->model().visibleTabsModel()->count() > 0);
+    const bool empty = selection.isEmpty();
+    if (!empty) {
+        // Loaded as the user would, so the topics are grouped too.
+        h->model().loadDemoData();
+        QTRY_VERIFY_WITH_TIMEOUT(h->model().tabCount() > 0 && !h->model().isBusy(), 60000);
+        QVERIFY(!h->model().library().data().topics.isEmpty());
+        if (selection == u"topic")
+            h->model().setSelection(SidebarSelection::topic(h->model().library().data().topics.first().id));
+        else
+            h->model().setSelectionKey(selection);
+        h->model().setQuery(query);
+        h->settle();
+        QVERIFY(h->model().visibleTabsModel()->count() > 0);
+    }
+    QCOMPARE(h->isShown(QStringLiteral("emptyLibrary")), empty);
     if (detail) {
         QList<SavedTab> tabs = h->model().library().data().tabs;
         const auto noted = std::find_if(tabs.cbegin(), tabs.cend(),
@@ -511,7 +517,8 @@ void TestLibraryView::renderDemoLibrary()
     QVERIFY(picture.save(QDir(dir).filePath(name + QStringLiteral(".png"))));
 
     const QRectF window(0, 0, h->view()->width(), h->view()->height());
-    for (const char *text : {"listTitle", "listSubtitle", "detailTitle", "reminderText"}) {
+    for (const char *text : {"listTitle", "listSubtitle", "detailTitle", "reminderText", "emptyText",
+                             "loadDemoButton"}) {
         QQuickItem *item = h->item(QString::fromLatin1(text));
         if (!item || !item->isVisible())
             continue;
