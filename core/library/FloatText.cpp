@@ -17,10 +17,11 @@
 // every float by bench/library/VerifyFloatText). The digits then go out in
 // the form std::to_chars chooses.
 //
-// Reading: Clinger's fast path through a double, which is exact whenever the
-// digits fit in 53 bits and the power of ten is exact; rounding that double
-// to float is then exact unless it lies on the midpoint between two floats,
-// which goes to std::from_chars like every other unusual number.
+// Reading: Clinger's fast path through a double, which is nearly exact
+// whenever the digits fit in 53 bits and the power of ten (or its
+// reciprocal) is close; rounding that double to float is then exact unless
+// it lies next to the midpoint between two floats, which goes to
+// std::from_chars like every other unusual number.
 
 namespace {
 
@@ -57,6 +58,11 @@ constexpr std::uint64_t kScale[] = {
     0x9E74D1B791E07E49, 0xFD87B5F28300CA0E, 0xCAD2F7F5359A3B3F,
     0xA2425FF75E14FC32, 0x81CEB32C4B43FCF5,
 };
+
+// Each the double closest to 10^-n.
+constexpr std::array<double, 23> kInversePow10 = {1e-0,  1e-1,  1e-2,  1e-3,  1e-4,  1e-5,  1e-6,  1e-7,
+                                                  1e-8,  1e-9,  1e-10, 1e-11, 1e-12, 1e-13, 1e-14, 1e-15,
+                                                  1e-16, 1e-17, 1e-18, 1e-19, 1e-20, 1e-21, 1e-22};
 
 constexpr std::array<double, 23> kExactPow10 = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
                                                 1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
@@ -235,6 +241,42 @@ std::uint32_t valueOfEightDigits(std::uint64_t w)
     return std::uint32_t(w);
 }
 
+// How many ASCII digits the eight bytes of w (in reading order) begin with.
+// A borrow or carry only spreads from a byte that is no digit to the bytes
+// after it, so the first mark is always right.
+int leadingDigits(std::uint64_t w)
+{
+    const std::uint64_t marks = ((w + 0x4646464646464646) | (w - 0x3030303030303030)) & 0x8080808080808080;
+    return marks == 0 ? 8 : std::countr_zero(marks) / 8;
+}
+
+// The number the first n (0…8) bytes of w stand for, all of them digits:
+// shifted to the end of the word behind '0' bytes, without jumps.
+std::uint32_t valueOfDigits(std::uint64_t w, int n)
+{
+    const int shift = 8 * (8 - n);
+    const std::uint64_t keep = shift >= 64 ? 0 : ~std::uint64_t(0) << shift;
+    return valueOfEightDigits(((w << (shift & 63)) & keep) | (0x3030303030303030 & ~keep));
+}
+
+// The float closest to d, when d is close enough to the decimal value that
+// it cannot lie on the other side of a midpoint between two floats: within
+// half a unit of its last place (margin 0), or a few units (margin 4).
+bool toFloat(double d, std::uint64_t margin, bool negative, float &out)
+{
+    if (!(d >= double(std::numeric_limits<float>::min()) && d <= double(std::numeric_limits<float>::max())))
+        return false;
+    // The 29 bits a double has beyond a normal float: near one half there,
+    // the error could move the value across the midpoint between two floats
+    // (or make up a tie).
+    const std::uint64_t beyond = std::bit_cast<std::uint64_t>(d) & 0x1FFFFFFF;
+    if (beyond + margin - 0x10000000 <= 2 * margin)
+        return false;
+    const float f = float(d);
+    out = negative ? -f : f;
+    return true;
+}
+
 } // namespace
 
 namespace FloatText {
@@ -277,6 +319,25 @@ ReadResult read(const char *begin, const char *end, float &out)
         ++p;
     if (!digit())
         return {p, ReadStatus::notANumber};
+
+    // The values of text vectors: "0." and up to fifteen digits, counted and
+    // converted sixteen bytes at a time, since a loop over a varying number
+    // of digits would jump the wrong way for nearly every number.
+    if (end - p >= 19 && p[0] == '0' && p[1] == '.') {
+        std::uint64_t w0, w1;
+        std::memcpy(&w0, p + 2, 8);
+        std::memcpy(&w1, p + 10, 8);
+        const int n0 = leadingDigits(w0);
+        const int n1 = n0 == 8 ? leadingDigits(w1) : 0;
+        const int n = n0 + n1;
+        const char next = p[2 + n];
+        if (n > 0 && n < 16 && next != 'e' && next != 'E') {
+            const std::uint64_t m = std::uint64_t(valueOfDigits(w0, n0)) * kPow10u[std::size_t(n1)]
+                + valueOfDigits(w1, n1);
+            if (toFloat(double(std::int64_t(m)) * kInversePow10[std::size_t(n)], 4, negative, out))
+                return {p + 2 + n, ReadStatus::ok};
+        }
+    }
 
     // All digits go into the mantissa, leading zeros of a fraction too;
     // beyond 19 of them it may wrap, and only the slow path reads it.
@@ -327,17 +388,13 @@ ReadResult read(const char *begin, const char *end, float &out)
         return {p, ReadStatus::ok};
     }
     if (digits <= 19 && mantissa <= (std::uint64_t(1) << 53) && exponent >= -22 && exponent <= 22) {
-        double d = double(std::int64_t(mantissa));
-        d = exponent < 0 ? d / kExactPow10[std::size_t(-exponent)] : d * kExactPow10[std::size_t(exponent)];
-        if (d >= double(std::numeric_limits<float>::min()) && d <= double(std::numeric_limits<float>::max())) {
-            // The 29 bits a double has beyond a normal float: exactly one
-            // half there is a tie the double may have made up.
-            if ((std::bit_cast<std::uint64_t>(d) & 0x1FFFFFFF) != 0x10000000) {
-                const float f = float(d);
-                out = negative ? -f : f;
-                return {p, ReadStatus::ok};
-            }
-        }
+        // Through a double: times an exact power of ten it is off by at
+        // most half a unit; times the rounded reciprocal (a division would
+        // cost more than all the rest) by at most about one and a bit.
+        const double w = double(std::int64_t(mantissa));
+        if (exponent < 0 ? toFloat(w * kInversePow10[std::size_t(-exponent)], 4, negative, out)
+                         : toFloat(w * kExactPow10[std::size_t(exponent)], 0, negative, out))
+            return {p, ReadStatus::ok};
     }
     float f = 0;
     const auto [ptr, ec] = std::from_chars(begin, p, f);

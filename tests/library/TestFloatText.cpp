@@ -116,6 +116,19 @@ private slots:
         QTest::newRow("denormal") << QByteArray("1.4e-45");
         QTest::newRow("largest") << QByteArray("3.4028235e38");
         QTest::newRow("negative zero") << QByteArray("-0.0");
+        // Read through a rounded reciprocal of a power of ten: a midpoint
+        // between two floats must not fall to the wrong side.
+        QTest::newRow("midpoint with a fraction") << QByteArray("780955.90625");
+        QTest::newRow("next to a midpoint") << QByteArray("780955.9062500001");
+        QTest::newRow("like a vector value") << QByteArray("-0.123456789");
+        QTest::newRow("nineteen digits") << QByteArray("0.1234567890123456789");
+        QTest::newRow("eight fraction digits") << QByteArray("0.12345678");
+        QTest::newRow("nine fraction digits") << QByteArray("-0.987654321");
+        QTest::newRow("fifteen fraction digits") << QByteArray("0.000000012345678");
+        QTest::newRow("sixteen fraction digits") << QByteArray("0.1234567890123456");
+        QTest::newRow("zero point zero") << QByteArray("0.0");
+        QTest::newRow("fraction next to a midpoint") << QByteArray("0.414096400141716");
+        QTest::newRow("fraction then exponent") << QByteArray("0.5e-3");
     }
 
     void readsLikeTheStandardLibrary()
@@ -128,6 +141,22 @@ private slots:
         const FloatText::ReadResult r = FloatText::read(text.constBegin(), text.constEnd(), own);
         QCOMPARE(r.status, FloatText::ReadStatus::ok);
         QCOMPARE(r.end, text.constEnd());
+        QCOMPARE(std::bit_cast<std::uint32_t>(own), std::bit_cast<std::uint32_t>(expected));
+    }
+
+    // The same, followed by more of an array: the reader may look ahead.
+    void readsFollowedByMore_data() { readsLikeTheStandardLibrary_data(); }
+
+    void readsFollowedByMore()
+    {
+        QFETCH(QByteArray, text);
+        float expected = 0;
+        std::from_chars(text.constBegin(), text.constEnd(), expected);
+        const QByteArray array = text + ",0.12345678901234567890,1]";
+        float own = 1;
+        const FloatText::ReadResult r = FloatText::read(array.constBegin(), array.constEnd(), own);
+        QCOMPARE(r.status, FloatText::ReadStatus::ok);
+        QCOMPARE(r.end, array.constBegin() + text.size());
         QCOMPARE(std::bit_cast<std::uint32_t>(own), std::bit_cast<std::uint32_t>(expected));
     }
 
