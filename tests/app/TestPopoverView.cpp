@@ -1,5 +1,6 @@
 #include <QDir>
 #include <QJsonDocument>
+#include <QtMath>
 #include <QJsonObject>
 #include <QQmlEngine>
 #include <QQuickItem>
@@ -15,6 +16,7 @@
 #include "PopoverText.h"
 #include "QmlModule.h"
 #include "SleepOptions.h"
+#include "TrayController.h"
 
 // The menu popover over a model with the fake browser: what it shows in each
 // state, and what its buttons and options do to the model.
@@ -53,6 +55,8 @@ private slots:
     void footerFollowsTheDay();
     void links_data();
     void links();
+    void inTheTray_data();
+    void inTheTray();
     void textsFit_data();
     void textsFit();
 
@@ -696,6 +700,52 @@ void TestPopoverView::links()
     // Opening a window leaves a finished run's result where it was.
     if (button.startsWith(u"result"))
         QCOMPARE(m_f->model().sleepStage().kind, SleepStage::Kind::done);
+}
+
+void TestPopoverView::inTheTray_data()
+{
+    QTest::addColumn<QString>("link");
+    QTest::addColumn<bool>("library");
+    QTest::newRow("library") << "footerLibraryButton" << true;
+    QTest::newRow("chat") << "footerChatButton" << false;
+}
+
+// The real view in the tray's window: sized to its content as the stage
+// changes, and its links close it and ask for the window.
+void TestPopoverView::inTheTray()
+{
+    QFETCH(QString, link);
+    QFETCH(bool, library);
+
+    m_f->settings().setValue(QStringLiteral("demoMode"), true);
+    AppModelForeign::setInstance(&m_f->model());
+    m_engine = std::make_unique<QQmlEngine>();
+    QmlModule::prepare(*m_engine);
+    TrayController tray(m_engine.get());
+    QSignalSpy libraryAsked(&tray, &TrayController::openLibraryRequested);
+    QSignalSpy chatAsked(&tray, &TrayController::openChatRequested);
+    tray.togglePopover();
+    QQuickView *window = tray.popover();
+    QVERIFY(window && window->rootObject());
+    QVERIFY(QTest::qWaitForWindowExposed(window));
+    QCOMPARE(window->width(), TrayController::kPopoverWidth);
+    const int idleHeight = window->height();
+    QCOMPARE(idleHeight, qCeil(window->rootObject()->implicitHeight()));
+
+    // A run hides the button and the options: the window gets shorter.
+    // (Columns lay out on the next frame.)
+    m_f->model().setSleepStage(SleepStage::reading());
+    QTRY_VERIFY(window->height() < idleHeight);
+    m_f->model().setSleepStage(SleepStage::idle());
+    QTRY_COMPARE(window->height(), idleHeight);
+
+    auto *button = window->rootObject()->findChild<QQuickItem *>(link);
+    QVERIFY(button);
+    const QPointF centre = button->mapToScene(QPointF(button->width() / 2, button->height() / 2));
+    QTest::mouseClick(window, Qt::LeftButton, {}, centre.toPoint());
+    QVERIFY(!tray.isPopoverVisible());
+    QCOMPARE(libraryAsked.size(), library ? 1 : 0);
+    QCOMPARE(chatAsked.size(), library ? 0 : 1);
 }
 
 // The states drawn by textsFit; each prepares the fixture before open().
