@@ -13,6 +13,7 @@
 #include <cstring>
 #include <string>
 #include <string_view>
+#include <vector>
 
 // A hand-written streaming reader and writer: libraries of many thousand
 // tabs with page texts and vectors must load and save without a visible
@@ -305,7 +306,8 @@ public:
 
     float real()
     {
-        ws();
+        if (m_p == m_end || (*m_p != '-' && unsigned(*m_p - '0') >= 10))
+            ws(); // rare: the writer puts no blanks before a number
         float f = 0;
         const FloatText::ReadResult r = FloatText::read(m_p, m_end, f);
         if (r.status == FloatText::ReadStatus::notANumber)
@@ -314,6 +316,32 @@ public:
             fail(QStringLiteral("Zahl ausserhalb des Bereichs"));
         m_p = r.end;
         return f;
+    }
+
+    // An array of numbers, read without the general array's per-element
+    // detours: the vectors hold millions of them. Collected in a scratch
+    // buffer so that the vector is allocated once, at its size.
+    Vector reals()
+    {
+        expect('[');
+        m_floats.clear();
+        if (peek() == ']') {
+            ++m_p;
+            return {};
+        }
+        for (;;) {
+            m_floats.push_back(real());
+            // The writer puts nothing between a number and the next comma.
+            char c = m_p < m_end ? *m_p : '\0';
+            if (c != ',' && c != ']')
+                c = peek();
+            ++m_p;
+            if (c == ']')
+                break;
+            if (c != ',')
+                fail(QStringLiteral("',' oder ']' erwartet"));
+        }
+        return Vector(m_floats.cbegin(), m_floats.cend());
     }
 
     void skip(int depth = 0)
@@ -574,6 +602,7 @@ private:
     const char *m_end;
     std::string m_scratch;
     std::string m_key;
+    std::vector<float> m_floats;
 };
 
 // Records the required keys a record has shown.
@@ -762,10 +791,8 @@ QHash<QString, Vector> readEmbeddings(Reader &r)
 {
     QHash<QString, Vector> map;
     r.object([&](std::string_view k) {
-        Vector v;
-        v.reserve(256);
-        r.array([&] { v.append(r.real()); });
-        map.insert(QString::fromUtf8(k.data(), qsizetype(k.size())), std::move(v));
+        const QString key = QString::fromUtf8(k.data(), qsizetype(k.size()));
+        map.insert(key, r.reals());
     });
     return map;
 }
