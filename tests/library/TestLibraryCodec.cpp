@@ -119,6 +119,7 @@ private Q_SLOTS:
         QTest::newRow("integral float for an integer") << tabJson(",\"tabIndex\":3.0");
         QTest::newRow("offset date") << tabJson(",\"savedAt\":\"2026-11-16T21:31:05+02:00\"");
         QTest::newRow("surrogate pair escape") << tabJson(",\"title\":\"\\ud83d\\ude00\"");
+        QTest::newRow("vector with blanks") << QByteArray("{\"embeddings\":{\"a\":[ 1 ,\n-2.5e3\t, 0.25 ],\"b\":[ ]}}");
         QTest::newRow("context complete")
             << QByteArray("{\"context\":{\"folderPaths\":[],\"freeText\":\"\",\"hintsPerDay\":0,"
                           "\"hintHour\":5}}");
@@ -178,6 +179,11 @@ private Q_SLOTS:
             + "\",\"savedAt\":\"2026-11-16T19:31:05Z\",\"title\":null,\"tabIds\":[]}]}");
         QTest::newRow("vector with string") << QByteArray("{\"embeddings\":{\"a\":[1,\"2\"]}}");
         QTest::newRow("vector overflow") << QByteArray("{\"embeddings\":{\"a\":[1e50]}}");
+        QTest::newRow("vector with a trailing comma") << QByteArray("{\"embeddings\":{\"a\":[1,]}}");
+        QTest::newRow("vector without a comma") << QByteArray("{\"embeddings\":{\"a\":[1 2]}}");
+        QTest::newRow("vector starting with a comma") << QByteArray("{\"embeddings\":{\"a\":[,1]}}");
+        QTest::newRow("vector not closed") << QByteArray("{\"embeddings\":{\"a\":[0.5");
+        QTest::newRow("vector of a bool") << QByteArray("{\"embeddings\":{\"a\":[true]}}");
         QTest::newRow("invalid utf8") << tabJson(",\"title\":\"\xC3\x28\"");
         QTest::newRow("overlong utf8") << tabJson(",\"title\":\"\xC0\xAF\"");
         QTest::newRow("utf8 surrogate") << tabJson(",\"title\":\"\xED\xA0\x80\"");
