@@ -1,5 +1,6 @@
 #include <QColor>
 #include <QDir>
+#include <QSet>
 #include <QTemporaryDir>
 #include <QQuickItem>
 #include <QTest>
@@ -43,6 +44,9 @@ private slots:
     void contextMenuItems();
     void contextMenuDeletes();
     void rowClickOpensDetail();
+    void reopenAllOpensTheListedTabs_data();
+    void reopenAllOpensTheListedTabs();
+    void askHandsTheSearchToTheChat();
     void noticeBannerConfirms();
     void demoCapsuleFollowsDemoTabs();
     void renderDemoLibrary_data();
@@ -426,6 +430,52 @@ void TestLibraryView::rowClickOpensDetail()
     QCOMPARE(h->model().detailTab()->id, LibraryViewHarness::id(2));
     QTRY_VERIFY(h->isShown(QStringLiteral("tabDetail")));
     QCOMPARE(h->text("detailTitle"), QStringLiteral("Cargo Workspaces"));
+}
+
+void TestLibraryView::reopenAllOpensTheListedTabs_data()
+{
+    QTest::addColumn<QString>("key");
+    QTest::addColumn<int>("count");
+
+    QTest::newRow("a topic") << LibraryViewHarness::topicKey(2) << 2;
+    QTest::newRow("a window") << LibraryViewHarness::windowKey(1) << 3;
+}
+
+void TestLibraryView::reopenAllOpensTheListedTabs()
+{
+    QFETCH(QString, key);
+    QFETCH(int, count);
+
+    h->fillSample();
+    QVERIFY(h->load(key));
+    const QList<SavedTab> listed = h->model().visibleTabsModel()->tabs();
+    QCOMPARE(listed.size(), count);
+    QCOMPARE(h->text("reopenAllButton"), QStringLiteral("Alle %1 wieder öffnen").arg(count));
+    QVERIFY(h->click(QStringLiteral("reopenAllButton")));
+    QTRY_COMPARE(h->fixture().bridge().openedWithWorkspace().size(), count);
+    QList<QUrl> expected;
+    for (const SavedTab &tab : listed)
+        expected << QUrl(tab.url);
+    QCOMPARE(h->fixture().bridge().openedWithWorkspace(), expected);
+    // The listed tabs count as read now; of the others only the one read before.
+    QSet<QUuid> listedIds;
+    for (const SavedTab &tab : listed)
+        listedIds.insert(tab.id);
+    for (const SavedTab &tab : h->model().library().data().tabs)
+        QCOMPARE(tab.isRead(), listedIds.contains(tab.id) || tab.id == LibraryViewHarness::id(3));
+}
+
+void TestLibraryView::askHandsTheSearchToTheChat()
+{
+    h->fillSample();
+    QVERIFY(h->load(QStringLiteral("all")));
+    h->model().setQuery(QStringLiteral("Wandern"));
+    h->settle();
+    QVERIFY(h->click(QStringLiteral("askButton")));
+    QTRY_VERIFY(!h->model().chat().isEmpty());
+    QCOMPARE(h->model().chat().first().role, ChatMessage::Role::user);
+    QCOMPARE(h->model().chat().first().text, QStringLiteral("Wandern"));
+    QTRY_VERIFY(!h->model().chatBusy());
 }
 
 void TestLibraryView::noticeBannerConfirms()
