@@ -71,6 +71,15 @@ Rectangle {
         }
     }
 
+    // Marks where the list scrolls on under the capsule.
+    Rectangle {
+        visible: rows.contentHeight > rows.height
+        anchors.top: rows.bottom
+        width: parent.width
+        height: 1
+        color: Theme.line
+    }
+
     Rectangle {
         id: capsule
         objectName: "demoCapsule"

@@ -15,7 +15,7 @@ Rectangle {
     property string label
     signal action()
 
-    implicitHeight: 34
+    implicitHeight: 32
     radius: 7
     color: selected ? Theme.petrolSoft : (area.containsMouse ? Qt.rgba(0, 0, 0, 0.035) : "transparent")
 

@@ -4,7 +4,7 @@ import Pellmora
 // A section's heading in the sidebar: capitals, semibold, spaced, secondary.
 Text {
     leftPadding: 12
-    topPadding: 16
+    topPadding: 12
     bottomPadding: 6
     font.capitalization: Font.AllUppercase
     font.weight: Font.DemiBold

@@ -517,6 +517,7 @@ void TestLibraryView::renderDemoLibrary_data()
     QTest::newRow("hints") << "library-hints" << "hints" << QString() << false;
     QTest::newRow("search") << "library-search" << "all" << "Lisbon" << false;
     QTest::newRow("detail") << "library-detail" << "all" << QString() << true;
+    QTest::newRow("detail at the smallest size") << "library-detail-small" << "all" << QString() << true;
 }
 
 // The demo library as the user sees it, written as PNG files for a look by
@@ -530,6 +531,10 @@ void TestLibraryView::renderDemoLibrary()
     QFETCH(bool, detail);
 
     QVERIFY(h->load());
+    if (name.endsWith(u"-small")) {
+        h->view()->resize(1040, 640);
+        h->settle();
+    }
     const bool empty = selection.isEmpty();
     if (!empty) {
         // Loaded as the user would, so the topics are grouped too.
