@@ -217,6 +217,7 @@ Rectangle {
             Layout.fillWidth: true
             spacing: 8
             TextField {
+                id: projectField
                 objectName: "newProjectField"
                 Layout.fillWidth: true
                 text: edit.newProject
@@ -266,8 +267,11 @@ Rectangle {
         sequences: [StandardKey.Cancel]
         onActivated: detail.cancel()
     }
+    // "Speichern" is the default button: Return saves, except where it
+    // breaks a line in the note or adds a typed project.
     Shortcut {
-        sequences: ["Ctrl+Return", "Ctrl+Enter"]
+        sequences: ["Return", "Enter", "Ctrl+Return", "Ctrl+Enter"]
+        enabled: detail.visible && !projectField.activeFocus
         onActivated: detail.save()
     }
 }

@@ -24,6 +24,8 @@ private slots:
     void cancelKeepsTheLibrary_data();
     void cancelKeepsTheLibrary();
     void projectsAddAndRemove();
+    void returnKey_data();
+    void returnKey();
     void pickerKeepsDayInMonth();
     void savingADeletedTabChangesNothing();
 
@@ -222,6 +224,33 @@ void TestTabDetail::projectsAddAndRemove()
     QVERIFY(h->click(QStringLiteral("detailSave")));
     QCOMPARE(h->model().library().data().tab(LibraryViewHarness::id(4))->projectTags,
              QStringList{QStringLiteral("Wanderwoche")});
+}
+
+void TestTabDetail::returnKey_data()
+{
+    QTest::addColumn<QString>("focus");
+    QTest::addColumn<bool>("saves");
+
+    QTest::newRow("in the note: a new line") << "noteEditor" << false;
+    QTest::newRow("in the project field: adds it") << "newProjectField" << false;
+    QTest::newRow("elsewhere: the default button") << "reminderCheck" << true;
+}
+
+void TestTabDetail::returnKey()
+{
+    QFETCH(QString, focus);
+    QFETCH(bool, saves);
+
+    openDetail(5);
+    h->item(focus)->forceActiveFocus();
+    h->type(QStringLiteral("Znacht"));
+    QTest::keyClick(h->view(), Qt::Key_Return);
+    h->settle();
+    QCOMPARE(!h->model().detailTab(), saves);
+    if (focus == u"noteEditor")
+        QCOMPARE(draft()->property("note").toString(), QStringLiteral("Znacht\n"));
+    if (focus == u"newProjectField")
+        QCOMPARE(draft()->property("projectTags").toStringList(), QStringList{QStringLiteral("Znacht")});
 }
 
 void TestTabDetail::pickerKeepsDayInMonth()
