@@ -1,8 +1,10 @@
 #include "LibraryText.h"
 
-#include "Fmt.h"
+#include <algorithm>
 
 #include <QSet>
+
+#include "Fmt.h"
 
 namespace {
 
