@@ -1135,14 +1135,18 @@ Result<QByteArray> encode(const LibraryData &data)
     w.string(data.embedderKind);
     w.key("embeddings"sv);
     w.ch('{');
-    QStringList keys = data.embeddings.keys();
-    std::sort(keys.begin(), keys.end());
-    for (qsizetype i = 0; i < keys.size(); ++i) {
+    // Sorted by key with the vectors alongside, so that none is looked up.
+    std::vector<std::pair<const QString *, const Vector *>> entries;
+    entries.reserve(std::size_t(data.embeddings.size()));
+    for (auto it = data.embeddings.cbegin(); it != data.embeddings.cend(); ++it)
+        entries.emplace_back(&it.key(), &it.value());
+    std::sort(entries.begin(), entries.end(), [](const auto &a, const auto &b) { return *a.first < *b.first; });
+    for (std::size_t i = 0; i < entries.size(); ++i) {
         if (i)
             w.ch(',');
-        w.string(keys.at(i));
+        w.string(*entries[i].first);
         w.ch(':');
-        const Vector &v = *data.embeddings.constFind(keys.at(i));
+        const Vector &v = *entries[i].second;
         if (!w.reals(v))
             return Result<QByteArray>::failure(
                 QStringLiteral("Ein Textvektor enthält einen ungültigen Zahlenwert."));
