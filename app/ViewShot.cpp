@@ -35,12 +35,25 @@ std::unique_ptr<QQuickView> ViewShot::build(const QString &fileName, QSize point
         }
         return nullptr;
     }
-    if (points.isEmpty()) {
-        const int width = qCeil(root->implicitWidth());
-        points = QSize(width > 0 ? width : fallbackWidth, std::max(1, qCeil(root->implicitHeight())));
+    if (!points.isEmpty()) {
+        view->resize(points);
+        root->setSize(points);
+        return view;
     }
-    view->resize(points);
-    root->setSize(points);
+    // Layouts give their implicit sizes only once polished, and text that
+    // wraps at the new width changes them again: fit until the size holds.
+    const auto fitting = [root, fallbackWidth] {
+        const int width = qCeil(root->implicitWidth());
+        return QSize(width > 0 ? width : fallbackWidth, std::max(1, qCeil(root->implicitHeight())));
+    };
+    for (int round = 0; round < kFitRounds; ++round) {
+        points = fitting();
+        view->resize(points);
+        root->setSize(points);
+        view->grabWindow();
+        if (fitting() == points)
+            break;
+    }
     return view;
 }
 

@@ -16,6 +16,8 @@ class QQuickView;
 class ViewShot
 {
 public:
+    static constexpr int kFitRounds = 4;
+
     // The engine is not owned and must outlive every view built here.
     explicit ViewShot(QQmlEngine *engine);
 
