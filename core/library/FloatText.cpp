@@ -1,5 +1,6 @@
 #include "FloatText.h"
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <charconv>
@@ -277,19 +278,21 @@ bool toFloat(double d, std::uint64_t margin, bool negative, float &out)
     return true;
 }
 
-} // namespace
-
-namespace FloatText {
-
-char *write(char *out, float f)
+// What the text of a finite float is made of.
+struct TextParts
 {
-    if (f == 0.0f) {
-        if (std::signbit(f))
-            *out++ = '-';
-        *out++ = '0';
-        return out;
-    }
+    std::uint64_t digits; // without trailing zeros; 0 for a zero
+    int exponent;
+    std::uint64_t whole; // see format()
+    bool negative;
+};
+
+TextParts textParts(float f)
+{
     const std::uint32_t bits = std::bit_cast<std::uint32_t>(f);
+    const bool negative = bits >> 31;
+    if (f == 0.0f)
+        return {0, 0, 0, negative};
     const std::uint32_t field = (bits >> 23) & 0xFF;
     const std::uint32_t fraction = bits & 0x7FFFFF;
     const std::uint64_t c = field == 0 ? fraction : fraction | 0x800000;
@@ -307,7 +310,49 @@ char *write(char *out, float f)
     // Whole numbers that need more than the 24 bits are below 2^64 wherever
     // the fixed form is chosen; whole is only looked at there.
     const std::uint64_t whole = q >= 0 && q < 40 ? c << q : 0;
-    return format(out, bits >> 31, d.digits, d.exponent, whole);
+    return {d.digits, d.exponent, whole, negative};
+}
+
+char *put(char *out, const TextParts &t)
+{
+    if (t.digits == 0) {
+        *out = '-';
+        out += t.negative;
+        *out++ = '0';
+        return out;
+    }
+    return format(out, t.negative, t.digits, t.exponent, t.whole);
+}
+
+} // namespace
+
+namespace FloatText {
+
+char *write(char *out, float f)
+{
+    return put(out, textParts(f));
+}
+
+char *writeList(char *out, const float *begin, const float *end)
+{
+    // In blocks: first every value's digits, then every text. Each step is
+    // a long chain of multiplications; apart, the processor can work on
+    // several values at once.
+    constexpr std::ptrdiff_t kBlock = 32;
+    TextParts parts[kBlock];
+    for (const float *p = begin; p < end; p += kBlock) {
+        const std::ptrdiff_t n = std::min(kBlock, end - p);
+        for (std::ptrdiff_t i = 0; i < n; ++i) {
+            if (!std::isfinite(p[i]))
+                return nullptr;
+            parts[i] = textParts(p[i]);
+        }
+        for (std::ptrdiff_t i = 0; i < n; ++i) {
+            out = put(out, parts[i]);
+            *out++ = ',';
+        }
+    }
+    return begin == end ? out : out - 1;
 }
 
 ReadResult read(const char *begin, const char *end, float &out)

@@ -16,6 +16,11 @@ inline constexpr std::size_t kMaxLength = 32;
 // shorter), and returns the end. f must be finite; out needs kMaxLength bytes.
 char *write(char *out, float f);
 
+// Writes the floats of [begin, end) as write() does, separated by commas,
+// and returns the end; nullptr at a value that is not finite. out needs
+// kMaxLength + 1 bytes per float.
+char *writeList(char *out, const float *begin, const float *end);
+
 enum class ReadStatus { ok, notANumber, outOfRange };
 
 struct ReadResult

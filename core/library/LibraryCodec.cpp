@@ -949,16 +949,10 @@ public:
     bool reals(const Vector &v)
     {
         room(v.size() * qsizetype(FloatText::kMaxLength + 1) + 2);
-        char *d = cur;
-        *d++ = '[';
-        for (const float f : v) {
-            if (!std::isfinite(f))
-                return false;
-            d = FloatText::write(d, f);
-            *d++ = ',';
-        }
-        if (!v.isEmpty())
-            --d; // the last comma
+        char *d = FloatText::writeList(cur + 1, v.constData(), v.constData() + v.size());
+        if (!d)
+            return false;
+        *cur = '[';
         *d++ = ']';
         cur = d;
         return true;

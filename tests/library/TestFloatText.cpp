@@ -2,8 +2,10 @@
 
 #include <bit>
 #include <charconv>
+#include <cmath>
 #include <cstdint>
 #include <limits>
+#include <vector>
 
 #include "FloatText.h"
 
@@ -98,6 +100,47 @@ private slots:
             }
         }
         QVERIFY(checked > 400000);
+    }
+
+    // Lists are written in blocks of 32: sizes around the block, zeros of
+    // both signs, and values that JSON cannot hold anywhere in the list.
+    void writesLists_data()
+    {
+        QTest::addColumn<int>("size");
+        QTest::addColumn<int>("nonFiniteAt"); // -1: none
+        QTest::newRow("empty") << 0 << -1;
+        QTest::newRow("one") << 1 << -1;
+        QTest::newRow("one block") << 32 << -1;
+        QTest::newRow("one more") << 33 << -1;
+        QTest::newRow("a vector") << 256 << -1;
+        QTest::newRow("infinity first") << 40 << 0;
+        QTest::newRow("infinity in the second block") << 40 << 35;
+        QTest::newRow("infinity last") << 64 << 63;
+    }
+
+    void writesLists()
+    {
+        QFETCH(int, size);
+        QFETCH(int, nonFiniteAt);
+        std::vector<float> values;
+        QByteArray expected;
+        for (int i = 0; i < size; ++i) {
+            const float magnitude = std::ldexp(float(i * 2654435761u % 1000003), -(i % 40) - 10);
+            const float f = i % 7 == 0 ? (i % 2 ? -0.0f : 0.0f) : (i % 3 ? magnitude : -magnitude);
+            values.push_back(f);
+            expected += (i ? "," : "") + standardText(f);
+        }
+        if (nonFiniteAt >= 0)
+            values[std::size_t(nonFiniteAt)] = nonFiniteAt % 2 ? std::numeric_limits<float>::quiet_NaN()
+                                                               : std::numeric_limits<float>::infinity();
+        std::vector<char> buffer(values.size() * (FloatText::kMaxLength + 1) + 1);
+        char *end = FloatText::writeList(buffer.data(), values.data(), values.data() + values.size());
+        if (nonFiniteAt >= 0) {
+            QCOMPARE(end, nullptr);
+            return;
+        }
+        QVERIFY(end);
+        QCOMPARE(QByteArray(buffer.data(), end - buffer.data()), expected);
     }
 
     void readsLikeTheStandardLibrary_data()
