@@ -117,18 +117,30 @@ Rectangle {
             }
         }
 
-        // New entries change the height after this frame's layout.
-        onContentHeightChanged: if (root.pendingScroll) {
-            root.pendingScroll = false
-            Qt.callLater(root.scrollToEnd)
-        }
+        // A new entry grows over a few frames as its cards are laid out.
+        onContentHeightChanged: if (following.running) Qt.callLater(root.scrollToEnd)
+        onHeightChanged: if (following.running) Qt.callLater(root.scrollToEnd)
     }
 
-    property bool pendingScroll: false
+    Timer {
+        id: following
+        interval: 800
+    }
+    // Opened on an earlier conversation, the window shows its newest entry.
+    function settle(item) {
+        for (let i = 0; i < item.children.length; ++i)
+            settle(item.children[i])
+        item.ensurePolished()
+    }
+    Component.onCompleted: {
+        settle(column)
+        transcript.contentY = Math.max(0, transcript.contentHeight - transcript.height)
+        following.restart()
+    }
     Connections {
         target: AppModel.chat
         function onCountChanged() {
-            root.pendingScroll = true
+            following.restart()
             Qt.callLater(root.scrollToEnd)
         }
     }

@@ -30,6 +30,15 @@ Rectangle {
         }
     }
 
+    // Lays the rows out before the window reads this view's size; layouts
+    // would otherwise settle only with the first frame.
+    function settle(item) {
+        for (let i = 0; i < item.children.length; ++i)
+            settle(item.children[i])
+        item.ensurePolished()
+    }
+    Component.onCompleted: settle(column)
+
     ContextPresenter {
         id: presenter
         model: AppModel

@@ -22,12 +22,27 @@ Rectangle {
         fillingPinned = false
     }
 
+    FontMetrics {
+        id: smallText
+        font.pointSize: Theme.points(13)
+    }
+
     SettingsPresenter {
         id: presenter
         model: AppModel
     }
 
-    Component.onCompleted: fillPinned()
+    // Lays the groups out before the window reads this view's size; layouts
+    // would otherwise settle only with the first frame.
+    function settle(item) {
+        for (let i = 0; i < item.children.length; ++i)
+            settle(item.children[i])
+        item.ensurePolished()
+    }
+    Component.onCompleted: {
+        fillPinned()
+        settle(column)
+    }
     Connections {
         target: root.Window.window
         function onVisibleChanged() {
@@ -147,6 +162,8 @@ Rectangle {
         Text {
             objectName: "aiStatus"
             Layout.fillWidth: true
+            // The answer arrives after the window took its size: room for two lines.
+            Layout.minimumHeight: Math.ceil(2 * smallText.height)
             text: presenter.aiDescription.length > 0 ? presenter.aiDescription : "…"
             font.pointSize: Theme.points(13)
             color: Theme.secondary

@@ -36,6 +36,7 @@ private slots:
     void returnSendsAndEmptiesTheField();
     void busyRowWhileAnswering();
     void scrollsToTheNewestEntry();
+    void opensAtTheNewestEntry();
     void renderPng();
 
 private:
@@ -350,6 +351,19 @@ void TestChatView::scrollsToTheNewestEntry()
     QTRY_COMPARE(transcript->property("contentY").toReal(), end());
     // The last answer's actions can be reached without scrolling by hand.
     QVERIFY(m_harness->click(m_harness->findIn(QStringLiteral("message5"), QStringLiteral("remindAll"))));
+}
+
+void TestChatView::opensAtTheNewestEntry()
+{
+    const QList<SavedTab> tabs = addTabs(3);
+    for (int i = 0; i < 4; ++i)
+        appendAnswer(tabs);
+    QVERIFY(m_harness->load(QStringLiteral("ChatView.qml")));
+    auto *transcript = m_harness->find(QStringLiteral("transcript"));
+    QVERIFY(transcript->property("contentHeight").toReal() > transcript->property("height").toReal());
+    QTRY_COMPARE(transcript->property("contentY").toReal(),
+                 transcript->property("contentHeight").toReal() - transcript->property("height").toReal());
+    QVERIFY(m_harness->click(m_harness->findIn(QStringLiteral("message3"), QStringLiteral("openAll"))));
 }
 
 void TestChatView::renderPng()

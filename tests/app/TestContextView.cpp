@@ -44,6 +44,7 @@ private slots:
     void searchHintsShowsTheNotice();
     void copiesTheConfiguration();
     void renderPng();
+    void sizeKnownBeforeTheFirstFrame();
 
 private:
     QString makeProjects(const QStringList &files);
@@ -394,6 +395,20 @@ void TestContextView::renderPng()
     QTRY_VERIFY(m_harness->view()->height() == qCeil(m_harness->root()->implicitHeight()));
     QTest::qWait(200);
     QVERIFY(m_harness->render().save(QDir(folder).filePath(QStringLiteral("context-editing.png"))));
+}
+
+void TestContextView::sizeKnownBeforeTheFirstFrame()
+{
+    // The window takes the view's size when it is made, before any frame.
+    setContext([&](UserContext &c) {
+        c.folderPaths = {makeProjects({QStringLiteral("a/README.md")}), m_folders.filePath(QStringLiteral("weg"))};
+        c.freeText = QStringLiteral("Ich plane eine Reise nach Lissabon im Mai und richte ein Büro zu Hause ein, "
+                                    "mit neuem Tisch und Bildschirm.");
+    });
+    QSizeF before;
+    QVERIFY(m_harness->load(QStringLiteral("ContextView.qml"), &before));
+    QTest::qWait(100);
+    QCOMPARE(before, QSizeF(m_harness->root()->implicitWidth(), m_harness->root()->implicitHeight()));
 }
 
 QTEST_MAIN(TestContextView)

@@ -44,6 +44,7 @@ private slots:
     void serverSettings();
     void browsersLine_data();
     void browsersLine();
+    void sizeKnownBeforeTheFirstFrame();
     void renderPng();
 
 private:
@@ -312,6 +313,17 @@ void TestSettingsView::browsersLine()
     QFETCH(QStringList, names);
     QFETCH(QString, line);
     QCOMPARE(SettingsPresenter::browsersLineFor(names), line);
+}
+
+void TestSettingsView::sizeKnownBeforeTheFirstFrame()
+{
+    // The window takes the view's size when it is made, before any frame and
+    // before the model server's answer.
+    QSizeF before;
+    QVERIFY(m_harness->load(QStringLiteral("SettingsView.qml"), &before));
+    QTRY_VERIFY(m_harness->text(QStringLiteral("aiStatus")) != u"…");
+    QTest::qWait(100);
+    QCOMPARE(before, QSizeF(m_harness->root()->implicitWidth(), m_harness->root()->implicitHeight()));
 }
 
 void TestSettingsView::renderPng()

@@ -28,7 +28,7 @@ ViewHarness::~ViewHarness()
     m_engine.reset();
 }
 
-bool ViewHarness::load(const QString &viewFile)
+bool ViewHarness::load(const QString &viewFile, QSizeF *sizeBeforeShow)
 {
     m_view = std::make_unique<QQuickView>(m_engine.get(), nullptr);
     m_view->setColor(Qt::white);
@@ -39,6 +39,8 @@ bool ViewHarness::load(const QString &viewFile)
             qWarning() << e.toString();
         return false;
     }
+    if (sizeBeforeShow)
+        *sizeBeforeShow = QSizeF(root()->implicitWidth(), root()->implicitHeight());
     m_view->show();
     if (!QTest::qWaitForWindowExposed(m_view.get()))
         return false;

@@ -4,6 +4,7 @@
 #include <QList>
 #include <QObject>
 #include <QPointF>
+#include <QSizeF>
 #include <QString>
 #include <QVariant>
 
@@ -23,8 +24,9 @@ public:
     ~ViewHarness();
 
     // A file of the QML module's views folder; false (with the errors
-    // logged) when it does not load or show.
-    bool load(const QString &viewFile);
+    // logged) when it does not load or show. sizeBeforeShow: the root's
+    // implicit size as it is before the first frame.
+    bool load(const QString &viewFile, QSizeF *sizeBeforeShow = nullptr);
     QQuickView *view() const { return m_view.get(); }
     QQuickItem *root() const;
 
