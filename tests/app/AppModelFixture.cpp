@@ -29,7 +29,7 @@ AppModel &AppModelFixture::model()
         services.settings = m_settings;
         services.autostartFolder = autostartFolder();
         if (!m_systemAIStatus)
-            services.aiAvailable = [] { return false; };
+            services.aiAvailable = [on = m_reportAIAvailable] { return on; };
         services.notifications = m_notifications;
         // The real chat, held back while the test wants to watch it work.
         services.answer = [gate = m_gate, chat = std::make_shared<const Chat>(m_embedder)](

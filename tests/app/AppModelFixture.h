@@ -39,6 +39,8 @@ public:
     // model server (the environment's) instead of reporting "unavailable".
     void useNotifications(NotificationService *service) { m_notifications = service; }
     void useSystemAIStatus() { m_systemAIStatus = true; }
+    // Or report the model as available without asking anyone.
+    void reportAIAvailable() { m_reportAIAvailable = true; }
 
     // Answers wait until released when holding, so a test can watch chatBusy.
     void holdAnswers(bool hold);
@@ -58,6 +60,7 @@ private:
     std::shared_ptr<BrowserBridge> m_bridgeOverride;
     NotificationService *m_notifications = nullptr;
     bool m_systemAIStatus = false;
+    bool m_reportAIAvailable = false;
     std::shared_ptr<QSettings> m_settings;
     std::unique_ptr<AppModel> m_model;
 

@@ -27,6 +27,7 @@ private slots:
     void savedLine();
 
     void introOnlyWhileEmpty();
+    void introWithTheModel();
     void answerShowsItsCards_data();
     void answerShowsItsCards();
     void remindSetsNextMondayOnEveryTab_data();
@@ -186,6 +187,18 @@ void TestChatView::introOnlyWhileEmpty()
     appendAnswer({});
     QTRY_VERIFY(m_harness->find(QStringLiteral("message0")));
     QVERIFY(!m_harness->isShown(QStringLiteral("intro")));
+}
+
+void TestChatView::introWithTheModel()
+{
+    m_harness.reset();
+    m_fixture = std::make_unique<AppModelFixture>();
+    m_fixture->reportAIAvailable();
+    m_harness = std::make_unique<ViewHarness>(m_fixture->model());
+    QVERIFY(m_harness->load(QStringLiteral("ChatView.qml")));
+    QCOMPARE(m_harness->text(QStringLiteral("introText")),
+             QStringLiteral("Apple Intelligence sucht die passenden Tabs und sagt dir, warum sie passen. Alles bleibt "
+                            "auf deinem Mac."));
 }
 
 void TestChatView::answerShowsItsCards_data()
