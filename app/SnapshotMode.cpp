@@ -1,7 +1,6 @@
 #include "SnapshotMode.h"
 
 #include <QDir>
-#include <QFile>
 #include <QQuickView>
 #include <QSaveFile>
 #include <QSettings>
@@ -16,7 +15,6 @@
 #include "Embedder.h"
 #include "HintEngine.h"
 #include "Library.h"
-#include "QmlModule.h"
 #include "SelfTestSession.h"
 #include "SelfTestSupport.h"
 #include "SleepPipeline.h"
@@ -74,14 +72,8 @@ LibraryData demoLibrary(const std::shared_ptr<Embedder> &embedder, const QString
     return data;
 }
 
-bool takeShot(ViewShot &shooter, Shot shot, const QString &outputFolder)
+bool takeShot(const ViewShot &shooter, const Shot &shot, const QString &outputFolder)
 {
-    // A build without its own detail view shows the detail as the library
-    // window's sheet.
-    if (!QFile::exists(QmlModule::viewUrl(shot.view).toString().mid(3))) {
-        shot.view = shots().constFirst().view;
-        shot.points = shots().constFirst().points;
-    }
     QString error;
     const std::unique_ptr<QQuickView> view = shooter.build(shot.view, shot.points, &error);
     if (!view) {
@@ -179,7 +171,7 @@ int run(const QString &outputFolder)
     if (sample && sample->topicId)
         model.setSelection(SidebarSelection::topic(*sample->topicId));
 
-    ViewShot shooter(&session->engine());
+    const ViewShot shooter(&session->engine());
     bool written = true;
     for (const Shot &shot : shots()) {
         if (shot.file == QStringLiteral("02_chat.png")) {

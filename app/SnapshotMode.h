@@ -1,8 +1,8 @@
 #pragma once
 
+#include <QList>
 #include <QSize>
 #include <QString>
-#include <QList>
 
 // "--snapshot [DIR]": the five main views with the demo library, rendered
 // into PNG files at twice their size in points, each reported by a line
