@@ -8,7 +8,74 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QSaveFile>
+#include <QRegularExpression>
 #include <QStandardPaths>
+
+#ifdef Q_OS_UNIX
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+#endif
+
+namespace {
+
+// Every save holds a shared lock on the library's folder while it writes, so
+// a temporary file found while nobody else holds that lock was left by a
+// writer that died between writing and renaming (killed, power cut). Locks
+// die with their process: a crash leaves none behind.
+class FolderLock
+{
+public:
+    explicit FolderLock([[maybe_unused]] const QString &folder)
+    {
+#ifdef Q_OS_UNIX
+        m_fd = ::open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        if (m_fd >= 0)
+            ::flock(m_fd, LOCK_SH);
+#endif
+    }
+    ~FolderLock()
+    {
+#ifdef Q_OS_UNIX
+        if (m_fd >= 0)
+            ::close(m_fd);
+#endif
+    }
+    FolderLock(const FolderLock &) = delete;
+    FolderLock &operator=(const FolderLock &) = delete;
+
+    // Gives up this writer's share and takes the folder alone if no other
+    // writer is at work; false when one is.
+    bool takeAlone()
+    {
+#ifdef Q_OS_UNIX
+        return m_fd >= 0 && ::flock(m_fd, LOCK_UN) == 0 && ::flock(m_fd, LOCK_EX | LOCK_NB) == 0;
+#else
+        return false;
+#endif
+    }
+
+private:
+    int m_fd = -1;
+};
+
+// Removes the temporary files that writers of this library left when they
+// died; only called while no other writer is at work.
+void removeDeadTemporaries(const QString &filePath)
+{
+    const QFileInfo info(filePath);
+    const QRegularExpression pattern(QStringLiteral("^%1\\.[A-Za-z0-9]{6}$")
+                                         .arg(QRegularExpression::escape(info.fileName())));
+    const QDir folder = info.absoluteDir();
+    const QStringList names = folder.entryList({info.fileName() + QStringLiteral(".*")},
+                                               QDir::Files | QDir::Hidden | QDir::System);
+    for (const QString &name : names) {
+        if (pattern.match(name).hasMatch())
+            QFile::remove(folder.filePath(name));
+    }
+}
+
+} // namespace
 
 LibraryStore::LibraryStore(QString filePath)
     : m_filePath(std::move(filePath))
@@ -75,6 +142,7 @@ Status LibraryStore::save(const LibraryData &data) const
         return fail(bytes.error());
     // A failed backup must not stop the user's change from being saved.
     LibraryBackups(m_filePath).backUpBeforeWrite();
+    FolderLock lock(info.absolutePath());
     QSaveFile file(m_filePath);
     if (!file.open(QIODevice::WriteOnly))
         return fail(file.errorString());
@@ -85,5 +153,7 @@ Status LibraryStore::save(const LibraryData &data) const
     }
     if (!file.commit())
         return fail(file.errorString());
+    if (lock.takeAlone())
+        removeDeadTemporaries(m_filePath);
     return Done{};
 }

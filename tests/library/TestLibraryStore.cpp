@@ -9,6 +9,10 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
 namespace {
 
 LibraryData oneTab(const QString &url)
@@ -70,6 +74,40 @@ private Q_SLOTS:
         QVERIFY(QFile::exists(path()));
         QCOMPARE(LibraryStore(path()).load(), library.data());
         QVERIFY(library.lastError().isEmpty());
+    }
+
+    // A writer killed between writing and renaming leaves its temporary file;
+    // the next save removes it, but not while another writer is at work.
+    void saveRemovesTemporariesOfDeadWriters_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<bool>("otherWriting");
+        QTest::addColumn<bool>("removed");
+        QTest::newRow("dead writer") << "library.json.iOwmic" << false << true;
+        QTest::newRow("another writer at work") << "library.json.Ab12Cd" << true << false;
+        QTest::newRow("not a temporary name") << "library.json.bak" << false << false;
+        QTest::newRow("other file's temporary") << "notes.json.iOwmic" << false << false;
+    }
+
+    void saveRemovesTemporariesOfDeadWriters()
+    {
+        QFETCH(QString, name);
+        QFETCH(bool, otherWriting);
+        QFETCH(bool, removed);
+        QVERIFY(LibraryStore(path()).save(oneTab(QStringLiteral("https://a.ch"))));
+        const QString folder = QFileInfo(path()).absolutePath();
+        const QString stray = QDir(folder).filePath(name);
+        QVERIFY(TestSupport::writeFile(stray, "{\"tabs\":"));
+        // Another writer's save holds the folder shared, as LibraryStore does.
+        const int other = ::open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY);
+        QVERIFY(other >= 0);
+        if (otherWriting)
+            QCOMPARE(::flock(other, LOCK_SH), 0);
+
+        QVERIFY(LibraryStore(path()).save(oneTab(QStringLiteral("https://b.ch"))));
+        ::close(other);
+        QCOMPARE(QFile::exists(stray), !removed);
+        QCOMPARE(LibraryStore(path()).load().tabs.value(0).url, QStringLiteral("https://b.ch"));
     }
 
     void unreadableFileIsKeptAside_data()
