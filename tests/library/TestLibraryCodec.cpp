@@ -293,6 +293,11 @@ private Q_SLOTS:
         QTest::newRow("DEL and U+0080 stay raw") << u"\u007f\u0080abcdefgh"_s
                                                  << QByteArray("\"\x7F\xC2\x80" "abcdefgh\"");
         QTest::newRow("escape after sixteen") << u"abcdefghijklmnop/q"_s << QByteArray("\"abcdefghijklmnop\\/q\"");
+        QTest::newRow("escape last of sixteen") << u"abcdefghijklmno\n"_s << QByteArray("\"abcdefghijklmno\\n\"");
+        QTest::newRow("emoji across sixteen") << u"abcdefghijklmno\U0001F319abcdefghijklmnop"_s
+                                              << QByteArray("\"abcdefghijklmno\xF0\x9F\x8C\x99" "abcdefghijklmnop\"");
+        QTest::newRow("umlaut after two blocks") << u"abcdefghijklmnopqrstuvwxyzabcdef\u00e4"_s
+                                                 << QByteArray("\"abcdefghijklmnopqrstuvwxyzabcdef\xC3\xA4\"");
     }
 
     void writtenText()
