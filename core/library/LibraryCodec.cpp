@@ -970,11 +970,35 @@ public:
         qint64 y;
         unsigned m, day;
         civilFromDays(days, y, m, day);
-        char buf[40];
-        const int n = std::snprintf(buf, sizeof buf, "\"%04lld-%02u-%02uT%02d:%02d:%02dZ\"",
-                                    static_cast<long long>(y), m, day, int(rest / 3600),
-                                    int(rest / 60 % 60), int(rest % 60));
-        raw(std::string_view(buf, std::size_t(n)));
+        if (y < 0 || y > 9999) { // outside the four digits of the usual form
+            char buf[48];
+            const int n = std::snprintf(buf, sizeof buf, "\"%04lld-%02u-%02uT%02d:%02d:%02dZ\"",
+                                        static_cast<long long>(y), m, day, int(rest / 3600),
+                                        int(rest / 60 % 60), int(rest % 60));
+            raw(std::string_view(buf, std::size_t(n)));
+            return;
+        }
+        // By hand: printf costs more than the rest of a tab's dates.
+        room(22);
+        const auto two = [this](unsigned v) {
+            *cur++ = char('0' + v / 10);
+            *cur++ = char('0' + v % 10);
+        };
+        *cur++ = '"';
+        two(unsigned(y / 100));
+        two(unsigned(y % 100));
+        *cur++ = '-';
+        two(m);
+        *cur++ = '-';
+        two(day);
+        *cur++ = 'T';
+        two(unsigned(rest / 3600));
+        *cur++ = ':';
+        two(unsigned(rest / 60 % 60));
+        *cur++ = ':';
+        two(unsigned(rest % 60));
+        *cur++ = 'Z';
+        *cur++ = '"';
     }
 
 private:

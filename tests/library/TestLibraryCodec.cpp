@@ -4,6 +4,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QTest>
+#include <QTimeZone>
 
 #include <limits>
 
@@ -268,6 +269,37 @@ private Q_SLOTS:
         QCOMPARE(error.error, QJsonParseError::NoError);
         QCOMPARE(doc.object().value(u"tabs").toArray().at(0).toObject().value(u"url").toString(),
                  d.tabs.at(0).url);
+    }
+
+    // Dates as written: whole seconds in UTC, four-digit years.
+    void writtenDates_data()
+    {
+        QTest::addColumn<QDateTime>("date");
+        QTest::addColumn<QByteArray>("text");
+        const auto utc = [](int y, int mo, int d, int h, int mi, int s) {
+            return QDateTime(QDate(y, mo, d), QTime(h, mi, s), QTimeZone::utc());
+        };
+        QTest::newRow("epoch") << utc(1970, 1, 1, 0, 0, 0) << QByteArray("1970-01-01T00:00:00Z");
+        QTest::newRow("before the epoch") << utc(1969, 12, 31, 23, 59, 59) << QByteArray("1969-12-31T23:59:59Z");
+        QTest::newRow("leap day") << utc(2000, 2, 29, 12, 0, 7) << QByteArray("2000-02-29T12:00:07Z");
+        QTest::newRow("year below 1000") << utc(999, 3, 4, 5, 6, 7) << QByteArray("0999-03-04T05:06:07Z");
+        QTest::newRow("last four-digit second") << utc(9999, 12, 31, 23, 59, 59) << QByteArray("9999-12-31T23:59:59Z");
+        QTest::newRow("five-digit year") << utc(10000, 1, 1, 0, 0, 0) << QByteArray("10000-01-01T00:00:00Z");
+        QTest::newRow("local time to UTC")
+            << QDateTime(QDate(2026, 7, 1), QTime(0, 30, 0), QTimeZone("Europe/Zurich"))
+            << QByteArray("2026-06-30T22:30:00Z");
+        QTest::newRow("milliseconds dropped") << utc(2026, 11, 16, 19, 31, 5).addMSecs(999)
+                                              << QByteArray("2026-11-16T19:31:05Z");
+    }
+
+    void writtenDates()
+    {
+        QFETCH(QDateTime, date);
+        QFETCH(QByteArray, text);
+        LibraryData d;
+        d.windows = {SavedWindow{QUuid::createUuid(), date, u"Fenster"_s, {}}};
+        const QByteArray bytes = *LibraryCodec::encode(d);
+        QVERIFY2(bytes.contains("\"savedAt\":\"" + text + "\""), bytes.constData());
     }
 
     // Text as written: escapes at the edges, next to each other and across
