@@ -102,6 +102,17 @@ bool isHex(char16_t c)
     return (c >= u'0' && c <= u'9') || (c >= u'a' && c <= u'f') || (c >= u'A' && c <= u'F');
 }
 
+int hexValue(char c)
+{
+    if (c >= '0' && c <= '9')
+        return c - '0';
+    if (c >= 'a' && c <= 'f')
+        return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F')
+        return c - 'A' + 10;
+    return -1;
+}
+
 // Only the plain 36-character form counts; braces or other layouts do not.
 std::optional<QUuid> parseUuid(const QString &text)
 {
@@ -114,6 +125,28 @@ std::optional<QUuid> parseUuid(const QString &text)
             return std::nullopt;
     }
     return QUuid::fromString(text);
+}
+
+// The plain 36-character form at p, hex digits in either case.
+std::optional<QUuid> uuidFromBytes(const char *p)
+{
+    std::uint8_t b[16];
+    int n = 0;
+    for (int i = 0; i < 36; ++i) {
+        if (i == 8 || i == 13 || i == 18 || i == 23) {
+            if (p[i] != '-')
+                return std::nullopt;
+            continue;
+        }
+        const int high = hexValue(p[i]);
+        const int low = hexValue(p[i + 1]);
+        if (high < 0 || low < 0)
+            return std::nullopt;
+        b[n++] = std::uint8_t(high << 4 | low);
+        ++i;
+    }
+    return QUuid(uint(b[0]) << 24 | uint(b[1]) << 16 | uint(b[2]) << 8 | b[3], ushort(b[4] << 8 | b[5]),
+                 ushort(b[6] << 8 | b[7]), b[8], b[9], b[10], b[11], b[12], b[13], b[14], b[15]);
 }
 
 class Reader
@@ -273,6 +306,14 @@ public:
 
     QUuid uuid()
     {
+        // Straight from the bytes when they are the plain form; anything
+        // else (escapes included) takes the way through a string.
+        if (peek() == '"' && m_end - m_p >= 38 && m_p[37] == '"') {
+            if (const auto id = uuidFromBytes(m_p + 1)) {
+                m_p += 38;
+                return *id;
+            }
+        }
         const QString text = string();
         const auto id = parseUuid(text);
         if (!id)

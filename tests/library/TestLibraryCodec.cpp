@@ -120,6 +120,10 @@ private Q_SLOTS:
         QTest::newRow("integral float for an integer") << tabJson(",\"tabIndex\":3.0");
         QTest::newRow("offset date") << tabJson(",\"savedAt\":\"2026-11-16T21:31:05+02:00\"");
         QTest::newRow("surrogate pair escape") << tabJson(",\"title\":\"\\ud83d\\ude00\"");
+        QTest::newRow("uuid with an escape") << QByteArray(
+            "{\"tabs\":[{\"id\":\"\\u0036F1C2D3E-4A5B-4C6D-8E9F-0A1B2C3D4E5F\",\"url\":\"x\"}]}");
+        QTest::newRow("uuid in mixed case") << QByteArray(
+            "{\"tabs\":[{\"id\":\"6f1C2d3E-4a5B-4c6D-8e9F-0a1B2c3D4e5F\",\"url\":\"x\"}]}");
         QTest::newRow("vector with blanks") << QByteArray("{\"embeddings\":{\"a\":[ 1 ,\n-2.5e3\t, 0.25 ],\"b\":[ ]}}");
         QTest::newRow("context complete")
             << QByteArray("{\"context\":{\"folderPaths\":[],\"freeText\":\"\",\"hintsPerDay\":0,"
@@ -131,6 +135,23 @@ private Q_SLOTS:
         QFETCH(QByteArray, json);
         const auto d = LibraryCodec::decode(json, kNow);
         QVERIFY2(d.ok(), qPrintable(d.error()));
+    }
+
+    void uuidReadInAnyForm_data()
+    {
+        QTest::addColumn<QByteArray>("text");
+        QTest::newRow("upper") << QByteArray("6F1C2D3E-4A5B-4C6D-8E9F-0A1B2C3D4E5F");
+        QTest::newRow("lower") << QByteArray("6f1c2d3e-4a5b-4c6d-8e9f-0a1b2c3d4e5f");
+        QTest::newRow("escaped digit") << QByteArray("\\u0036F1C2D3E-4A5B-4C6D-8E9F-0A1B2C3D4E5F");
+        QTest::newRow("escaped dash") << QByteArray("6F1C2D3E\\u002d4A5B-4C6D-8E9F-0A1B2C3D4E5F");
+    }
+
+    void uuidReadInAnyForm()
+    {
+        QFETCH(QByteArray, text);
+        const auto d = LibraryCodec::decode("{\"tabs\":[{\"id\":\"" + text + "\",\"url\":\"x\"}]}", kNow);
+        QVERIFY2(d.ok(), qPrintable(d.error()));
+        QCOMPARE(d->tabs.at(0).id, QUuid::fromString(kId));
     }
 
     void offsetDateIsSameInstant()
@@ -157,6 +178,12 @@ private Q_SLOTS:
             << QByteArray("{\"tabs\":[{\"id\":\"{" + kId.toLatin1() + "}\",\"url\":\"x\"}]}");
         QTest::newRow("uuid not hex")
             << QByteArray("{\"tabs\":[{\"id\":\"ZF1C2D3E-4A5B-4C6D-8E9F-0A1B2C3D4E5F\",\"url\":\"x\"}]}");
+        QTest::newRow("uuid with a dash out of place")
+            << QByteArray("{\"tabs\":[{\"id\":\"6F1C2D3-E4A5B-4C6D-8E9F-0A1B2C3D4E5F\",\"url\":\"x\"}]}");
+        QTest::newRow("uuid one digit short")
+            << QByteArray("{\"tabs\":[{\"id\":\"6F1C2D3E-4A5B-4C6D-8E9F-0A1B2C3D4E5\",\"url\":\"x\"}]}");
+        QTest::newRow("uuid without dashes")
+            << QByteArray("{\"tabs\":[{\"id\":\"6F1C2D3E04A5B04C6D08E9F00A1B2C3D4E5F\",\"url\":\"x\"}]}");
         QTest::newRow("fractional seconds") << tabJson(",\"savedAt\":\"2026-11-16T19:31:05.250Z\"");
         QTest::newRow("date without zone") << tabJson(",\"savedAt\":\"2026-11-16T19:31:05\"");
         QTest::newRow("impossible date") << tabJson(",\"savedAt\":\"2026-02-30T19:31:05Z\"");
