@@ -127,7 +127,17 @@ char *format(char *out, bool negative, std::uint64_t m, int e, std::uint64_t who
     *out = '-';
     out += negative;
     if (fixedLength <= sciLength) {
-        if (x < 0) { // 0.000ddd
+        if (x < 0 && fixedLength >= 9) { // 0.000ddd, room for nine digits with leading zeros
+            // The digits do not depend on their count this way, only where
+            // they go does; "0." comes last, over the leading zeros.
+            char *const end = out + fixedLength;
+            std::memcpy(out, "0.00000000000000", 16);
+            const auto high = std::uint32_t(m / 100000000); // m < 10^9
+            const std::uint64_t low = eightDigits(std::uint32_t(m % 100000000));
+            end[-9] = char('0' + high);
+            std::memcpy(end - 8, &low, 8);
+            std::memcpy(out, "0.", 2);
+        } else if (x < 0) { // 0.000ddd, short
             std::memcpy(out, "0.00000000000000", 16);
             putDigits(out + fixedLength - nd, m, nd);
         } else if (e > 0 && whole != 0) { // rare: from 2^24 up to 10^14
