@@ -27,8 +27,9 @@ std::atomic<std::uint64_t> g_failures{0};
 bool check(std::uint32_t bits)
 {
     const float f = std::bit_cast<float>(bits);
-    // Read back as in a file, with more of an array behind it (where the
-    // reader looks ahead) and, every other time, alone.
+    // Read back as in a file, with more of an array behind it: the reader
+    // looks ahead there. (Alone it takes the general way, which the
+    // "read" check covers.)
     char own[FloatText::kMaxLength + 32];
     char standard[64];
     char *ownEnd = FloatText::write(own, f);
@@ -37,7 +38,7 @@ bool check(std::uint32_t bits)
     const std::string_view b(standard, std::size_t(standardEnd - standard));
     std::memcpy(ownEnd, ",0.12345678901234567,1]", 24);
     float back = 0;
-    const FloatText::ReadResult r = FloatText::read(own, bits % 2 ? ownEnd : ownEnd + 23, back);
+    const FloatText::ReadResult r = FloatText::read(own, ownEnd + 23, back);
     const bool ok = a == b && r.status == FloatText::ReadStatus::ok && r.end == ownEnd
         && std::bit_cast<std::uint32_t>(back) == bits;
     if (!ok && g_failures.fetch_add(1) < 20)
