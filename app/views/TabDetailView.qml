@@ -114,6 +114,8 @@ Rectangle {
             ScrollView {
                 anchors.fill: parent
                 anchors.margins: 2
+                // The note wraps at the view's width instead of widening it.
+                contentWidth: availableWidth
                 TextArea {
                     id: noteEditor
                     objectName: "noteEditor"
