@@ -17,6 +17,7 @@
 #include "QmlModule.h"
 #include "SleepOptions.h"
 #include "TrayController.h"
+#include "ViewHarness.h"
 
 // The menu popover over a model with the fake browser: what it shows in each
 // state, and what its buttons and options do to the model.
@@ -25,7 +26,6 @@ class TestPopoverView : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase();
     void init();
     void cleanup();
 
@@ -62,17 +62,16 @@ private slots:
 
 private:
     // Loads the popover over the fixture's model (made now).
-    QQuickView *open(const QVariant &previewCount = {});
-    QQuickItem *item(const QString &name) const;
-    QString text(const QString &name) const;
-    bool shown(const QString &name) const;
-    void click(const QString &name);
+    bool open(const QVariant &previewCount = {});
+    QQuickItem *item(const QString &name) const { return m_h->item(name); }
+    QString text(const QString &name) const { return m_h->text(name); }
+    bool shown(const QString &name) const { return m_h->isShown(name); }
+    void click(const QString &name) { QVERIFY2(m_h->click(name), qPrintable(name)); }
     void connectWithWindows(const QList<int> &tabsPerWindow);
     void setUpState(const QString &state);
 
     std::unique_ptr<AppModelFixture> m_f;
-    std::unique_ptr<QQmlEngine> m_engine;
-    std::unique_ptr<QQuickView> m_view;
+    std::unique_ptr<ViewHarness> m_h;
 };
 
 namespace {
@@ -97,11 +96,6 @@ QVariantMap preview(int tabs, int windows)
 
 } // namespace
 
-void TestPopoverView::initTestCase()
-{
-    QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
-}
-
 void TestPopoverView::init()
 {
     m_f = std::make_unique<AppModelFixture>();
@@ -109,61 +103,17 @@ void TestPopoverView::init()
 
 void TestPopoverView::cleanup()
 {
-    m_view.reset();
-    m_engine.reset();
-    AppModelForeign::setInstance(nullptr);
+    m_h.reset();
     m_f.reset();
 }
 
-QQuickView *TestPopoverView::open(const QVariant &previewCount)
+bool TestPopoverView::open(const QVariant &previewCount)
 {
-    AppModelForeign::setInstance(&m_f->model());
-    m_engine = std::make_unique<QQmlEngine>();
-    QmlModule::prepare(*m_engine);
-    m_view = std::make_unique<QQuickView>(m_engine.get(), nullptr);
-    m_view->setColor(Qt::white);
-    m_view->setResizeMode(QQuickView::SizeViewToRootObject);
+    m_h = std::make_unique<ViewHarness>(m_f->model());
+    QVariantMap initial;
     if (previewCount.isValid())
-        m_view->setInitialProperties({{QStringLiteral("previewCount"), previewCount}});
-    m_view->setSource(QmlModule::viewUrl(QStringLiteral("PopoverView.qml")));
-    if (m_view->status() != QQuickView::Ready) {
-        for (const QQmlError &e : m_view->errors())
-            qWarning() << e.toString();
-        return nullptr;
-    }
-    m_view->show();
-    if (!QTest::qWaitForWindowExposed(m_view.get()))
-        return nullptr;
-    return m_view.get();
-}
-
-QQuickItem *TestPopoverView::item(const QString &name) const
-{
-    auto *found = m_view->rootObject()->findChild<QQuickItem *>(name);
-    if (!found)
-        qWarning() << "no item" << name;
-    return found;
-}
-
-QString TestPopoverView::text(const QString &name) const
-{
-    QQuickItem *i = item(name);
-    return i ? i->property("text").toString() : QString();
-}
-
-bool TestPopoverView::shown(const QString &name) const
-{
-    QQuickItem *i = item(name);
-    return i && i->isVisible() && i->width() > 0 && i->height() > 0;
-}
-
-void TestPopoverView::click(const QString &name)
-{
-    QQuickItem *i = item(name);
-    QVERIFY(i);
-    QVERIFY2(shown(name), qPrintable(name));
-    const QPointF centre = i->mapToScene(QPointF(i->width() / 2, i->height() / 2));
-    QTest::mouseClick(m_view.get(), Qt::LeftButton, {}, centre.toPoint());
+        initial.insert(QStringLiteral("previewCount"), previewCount);
+    return m_h->load(QStringLiteral("PopoverView.qml"), nullptr, initial);
 }
 
 // A connected browser with these windows, counted once.
@@ -692,8 +642,8 @@ void TestPopoverView::links()
     QVERIFY(open());
     if (button.startsWith(u"result"))
         m_f->model().setSleepStage(SleepStage::finished(SleepStats{}));
-    QSignalSpy openLibrary(m_view->rootObject(), SIGNAL(openLibrary()));
-    QSignalSpy openChat(m_view->rootObject(), SIGNAL(openChat()));
+    QSignalSpy openLibrary(m_h->root(), SIGNAL(openLibrary()));
+    QSignalSpy openChat(m_h->root(), SIGNAL(openChat()));
     click(button);
     QCOMPARE(openLibrary.count(), library ? 1 : 0);
     QCOMPARE(openChat.count(), library ? 0 : 1);
@@ -719,9 +669,9 @@ void TestPopoverView::inTheTray()
 
     m_f->settings().setValue(QStringLiteral("demoMode"), true);
     AppModelForeign::setInstance(&m_f->model());
-    m_engine = std::make_unique<QQmlEngine>();
-    QmlModule::prepare(*m_engine);
-    TrayController tray(m_engine.get());
+    QQmlEngine engine;
+    QmlModule::prepare(engine);
+    TrayController tray(&engine);
     QSignalSpy libraryAsked(&tray, &TrayController::openLibraryRequested);
     QSignalSpy chatAsked(&tray, &TrayController::openChatRequested);
     tray.togglePopover();
@@ -793,7 +743,7 @@ void TestPopoverView::textsFit()
     QFETCH(QString, state);
     setUpState(state);
     QVERIFY(open());
-    QQuickItem *root = m_view->rootObject();
+    QQuickItem *root = m_h->root();
     QCOMPARE(root->width(), 420.0);
     QVERIFY(root->height() >= root->implicitHeight());
 
@@ -818,7 +768,7 @@ void TestPopoverView::textsFit()
     const QString shots = qEnvironmentVariable("PELLMORA_POPOVER_SHOTS");
     if (!shots.isEmpty()) {
         QDir().mkpath(shots);
-        QVERIFY(m_view->grabWindow().save(QDir(shots).filePath(QString(state).replace(u' ', u'-') + ".png")));
+        QVERIFY(m_h->render().save(QDir(shots).filePath(QString(state).replace(u' ', u'-') + ".png")));
     }
 }
 

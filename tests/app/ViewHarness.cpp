@@ -1,15 +1,16 @@
 #include "ViewHarness.h"
 
+#include <QFile>
 #include <QQmlEngine>
-#include <QtMath>
 #include <QQuickItem>
 #include <QQuickView>
 #include <QTest>
 
+#include "AppModel.h"
 #include "AppModelForeign.h"
 #include "QmlModule.h"
 
-ViewHarness::ViewHarness(AppModel &model)
+ViewHarness::ViewHarness()
 {
     // Grabbing offscreen needs the software scene graph, chosen before the first window.
     static const bool software = [] {
@@ -17,23 +18,39 @@ ViewHarness::ViewHarness(AppModel &model)
         return true;
     }();
     Q_UNUSED(software);
-    AppModelForeign::setInstance(&model);
     m_engine = std::make_unique<QQmlEngine>();
     QmlModule::prepare(*m_engine);
+}
+
+ViewHarness::ViewHarness(AppModel &model)
+    : ViewHarness()
+{
+    m_model = &model;
+    AppModelForeign::setInstance(&model);
 }
 
 ViewHarness::~ViewHarness()
 {
     m_view.reset();
     m_engine.reset();
+    if (m_model)
+        AppModelForeign::setInstance(nullptr);
 }
 
-bool ViewHarness::load(const QString &viewFile, QSizeF *sizeBeforeShow)
+bool ViewHarness::load(const QString &viewFile, QSizeF *sizeBeforeShow, const QVariantMap &initial,
+                       QSize windowSize)
 {
     m_view = std::make_unique<QQuickView>(m_engine.get(), nullptr);
     m_view->setColor(Qt::white);
-    m_view->setResizeMode(QQuickView::SizeViewToRootObject);
-    m_view->setSource(QmlModule::viewUrl(viewFile));
+    if (windowSize.isValid()) {
+        m_view->setResizeMode(QQuickView::SizeRootObjectToView);
+        m_view->resize(windowSize);
+    } else {
+        m_view->setResizeMode(QQuickView::SizeViewToRootObject);
+    }
+    if (!initial.isEmpty())
+        m_view->setInitialProperties(initial);
+    m_view->setSource(viewFile.contains(u'/') ? QUrl::fromLocalFile(viewFile) : QmlModule::viewUrl(viewFile));
     if (m_view->status() != QQuickView::Ready) {
         for (const QQmlError &e : m_view->errors())
             qWarning() << e.toString();
@@ -41,13 +58,34 @@ bool ViewHarness::load(const QString &viewFile, QSizeF *sizeBeforeShow)
     }
     if (sizeBeforeShow)
         *sizeBeforeShow = QSizeF(root()->implicitWidth(), root()->implicitHeight());
+    return show(windowSize);
+}
+
+bool ViewHarness::loadQml(const QByteArray &qml)
+{
+    static int counter = 0;
+    const QString path = m_dir.filePath(QStringLiteral("Page%1.qml").arg(++counter));
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly))
+        return false;
+    file.write("import QtQuick\nimport Pellmora\n" + qml);
+    file.close();
+    return load(path);
+}
+
+bool ViewHarness::show(QSize windowSize)
+{
     m_view->show();
     if (!QTest::qWaitForWindowExposed(m_view.get()))
         return false;
-    // The window follows its view's size a moment later.
+    if (windowSize.isValid()) {
+        settle();
+        return true;
+    }
+    // The window follows its root's size a moment later.
     QQuickItem *top = m_view->rootObject();
     return QTest::qWaitFor([&] {
-        return m_view->width() == qCeil(top->implicitWidth()) && m_view->height() == qCeil(top->implicitHeight());
+        return qAbs(m_view->width() - top->width()) < 1 && qAbs(m_view->height() - top->height()) < 1;
     });
 }
 
@@ -58,7 +96,17 @@ QQuickItem *ViewHarness::root() const
 
 QObject *ViewHarness::find(const QString &name) const
 {
-    return findBelow(root(), name);
+    if (!m_view)
+        return nullptr;
+    // Popups and menus hang below the window's content item, beside the root.
+    if (QObject *found = findBelow(root(), name))
+        return found;
+    return findBelow(m_view->contentItem(), name);
+}
+
+QQuickItem *ViewHarness::item(const QString &name) const
+{
+    return qobject_cast<QQuickItem *>(find(name));
 }
 
 QObject *ViewHarness::findIn(const QString &parent, const QString &name) const
@@ -106,7 +154,7 @@ bool ViewHarness::isShown(const QString &name) const
     return shownOnScreen(find(name));
 }
 
-bool ViewHarness::click(QObject *object)
+bool ViewHarness::click(QObject *object, Qt::MouseButton button)
 {
     auto *item = qobject_cast<QQuickItem *>(object);
     if (!item || !item->isVisible() || !m_view)
@@ -114,7 +162,9 @@ bool ViewHarness::click(QObject *object)
     const QPointF centre = item->mapToScene(QPointF(item->width() / 2, item->height() / 2));
     if (!QRectF(QPointF(0, 0), m_view->size()).contains(centre))
         return false;
-    QTest::mouseClick(m_view.get(), Qt::LeftButton, {}, centre.toPoint());
+    QTest::mouseClick(m_view.get(), button, {}, centre.toPoint());
+    if (m_waitForModel)
+        settle();
     return true;
 }
 
@@ -132,12 +182,32 @@ bool ViewHarness::type(const QString &name, const QString &text)
             return false;
         QTest::keyClick(m_view.get(), c.toLatin1());
     }
+    if (m_waitForModel)
+        settle();
     return true;
+}
+
+void ViewHarness::typeText(const QString &text)
+{
+    for (const QChar c : text)
+        QTest::sendKeyEvent(QTest::Click, m_view.get(), Qt::Key_unknown, QString(c), Qt::NoModifier);
+    if (m_waitForModel)
+        settle();
 }
 
 void ViewHarness::pressReturn()
 {
     QTest::keyClick(m_view.get(), Qt::Key_Return);
+}
+
+void ViewHarness::settle()
+{
+    QCoreApplication::processEvents();
+    if (m_model && m_waitForModel) {
+        if (!QTest::qWaitFor([this] { return !m_model->isSearchPending() && !m_model->isBusy(); }, 5000))
+            qWarning() << "the model is still busy";
+    }
+    QCoreApplication::processEvents();
 }
 
 QImage ViewHarness::render()
