@@ -201,21 +201,11 @@ void TestPopoverView::countHeader_data()
 
     QTest::newRow("singular") << QList<int>{1} << "1 Tab in 1 Fenster" << ""
                               << "Gruppen wie meine Fenster (1 Gruppe)";
-    QTest::newRow("one window, many tabs") << QList<int>{5} << "5 Tabs in 1 Fenster" << ""
-                                           << "Gruppen wie meine Fenster (1 Gruppe)";
     QTest::newRow("49 tabs, no warning") << QList<int>{20, 20, 9} << "49 Tabs in 3 Fenstern" << ""
                                          << "Gruppen wie meine Fenster (3 Gruppen)";
     QTest::newRow("50 tabs warn")
         << QList<int>{25, 25} << "50 Tabs in 2 Fenstern"
         << "Belegen geschätzt 375 MB Arbeitsspeicher und sind der grösste Akku-Verbraucher."
-        << "Gruppen wie meine Fenster (2 Gruppen)";
-    QTest::newRow("gigabytes")
-        << QList<int>{134} << "134 Tabs in 1 Fenster"
-        << "Belegen geschätzt 1,0 GB Arbeitsspeicher und sind der grösste Akku-Verbraucher."
-        << "Gruppen wie meine Fenster (1 Gruppe)";
-    QTest::newRow("thousands")
-        << QList<int>{600, 634} << "1'234 Tabs in 2 Fenstern"
-        << "Belegen geschätzt 9,3 GB Arbeitsspeicher und sind der grösste Akku-Verbraucher."
         << "Gruppen wie meine Fenster (2 Gruppen)";
 }
 
@@ -228,7 +218,6 @@ void TestPopoverView::countHeader()
 
     connectWithWindows(tabsPerWindow);
     QVERIFY(open());
-    QCOMPARE(text("headerTitle"), QStringLiteral("Gerade offen in Safari"));
     QVERIFY(!shown("demoBadge"));
     QVERIFY(shown("countLine"));
     QCOMPARE(text("countLine"), countLine);
@@ -239,7 +228,6 @@ void TestPopoverView::countHeader()
     QVERIFY(!shown("notConnectedTitle"));
     QVERIFY(!shown("countingText"));
     QVERIFY(!shown("safariMessage"));
-    QCOMPARE(text("sleepButton"), QStringLiteral("🌙  Alle Tabs schlafen legen"));
 
     // The count follows the model: a recount with one tab fewer shows at once.
     QList<int> fewer = tabsPerWindow;
@@ -282,7 +270,6 @@ void TestPopoverView::demoCounts()
     QVERIFY(text("countLine").startsWith(QString::number(tabs) + u' '));
     QCOMPARE(shown("memoryLine"), tabs >= 50);
     // Not connected, yet the button sleeps: demo mode needs no browser.
-    QCOMPARE(text("sleepButton"), QStringLiteral("🌙  Alle Tabs schlafen legen"));
     QVERIFY(!shown("notConnectedTitle"));
 }
 
@@ -293,20 +280,10 @@ void TestPopoverView::notConnected()
     QVERIFY(!shown("memoryLine"));
     QVERIFY(!shown("demoBadge"));
     QVERIFY(shown("notConnectedTitle"));
-    QCOMPARE(text("notConnectedTitle"), QStringLiteral("Safari ist noch nicht verbunden."));
-    QCOMPARE(text("notConnectedText"),
-             QStringLiteral("Beim Verbinden fragt macOS einmal, ob Pellmora Safari steuern darf. "
-                            "Sag «Erlauben», sonst kann Pellmora keine Tabs lesen und schliessen."));
     QVERIFY(shown("notConnectedText"));
     QCOMPARE(text("sleepButton"), QStringLiteral("Safari verbinden"));
     QCOMPARE(item("optionGroupByWindow")->property("title").toString(),
              QStringLiteral("Gruppen wie meine Fenster"));
-    QCOMPARE(item("optionSortByTopic")->property("title").toString(),
-             QStringLiteral("Zusätzlich nach Thema sortieren (Stichwörter)"));
-    QCOMPARE(item("optionSaveContent")->property("title").toString(),
-             QStringLiteral("Seiteninhalt speichern, damit die Suche ihn kennt"));
-    QCOMPARE(item("optionKeepPinned")->property("title").toString(),
-             QStringLiteral("Angepinnte Tabs offen lassen (siehe Einstellungen)"));
 }
 
 void TestPopoverView::connectButtonConnects()
@@ -331,7 +308,6 @@ void TestPopoverView::connectFailureShowsMessage()
     QTRY_VERIFY(shown("safariMessage"));
     QCOMPARE(text("safariMessage"),
              QStringLiteral("Safari ist nicht geöffnet. Öffne Safari und versuche es nochmals."));
-    QCOMPARE(item("safariMessage")->property("color").value<QColor>(), QColor(176, 48, 26));
     QVERIFY(shown("notConnectedTitle"));
     QCOMPARE(text("sleepButton"), QStringLiteral("Safari verbinden"));
 }
@@ -366,7 +342,6 @@ void TestPopoverView::countingAndMessages()
     QCOMPARE(shown("countingText"), !counting.isEmpty());
     QCOMPARE(text("countingText"), counting);
     QCOMPARE(shown("safariMessage"), !redMessage.isEmpty());
-    QCOMPARE(text("sleepButton"), QStringLiteral("🌙  Alle Tabs schlafen legen"));
 }
 
 void TestPopoverView::stages_data()
@@ -388,13 +363,8 @@ void TestPopoverView::stages_data()
     const SleepStage fetching = SleepStage::fetching(3, 10);
     QTest::newRow("fetching with fraction") << fetching << false << true << false
                                             << "Speichere Seiteninhalte: 3 von 10" << *fetching.fraction();
-    const SleepStage summarizing = SleepStage::summarizing(9, 10);
-    QTest::newRow("summarizing") << summarizing << false << true << false << "Fasse zusammen: 9 von 10"
-                                 << *summarizing.fraction();
     QTest::newRow("grouping") << SleepStage::grouping() << false << true << false
                               << "Sortiere nach Thema …" << *SleepStage::grouping().fraction();
-    QTest::newRow("closing") << SleepStage::closing() << false << true << false
-                             << "Schliesse die Tabs in Safari …" << *SleepStage::closing().fraction();
     QTest::newRow("done") << SleepStage::finished(stats) << false << false << true
                           << "✓ 12 Tabs schlafen, 3 Gruppen, 1 Thema" << -1.0;
     QTest::newRow("failed") << SleepStage::failed(QStringLiteral("In Safari ist gerade kein Tab offen."))
@@ -431,7 +401,6 @@ void TestPopoverView::stages()
         QCOMPARE(text("failureMessage"), label);
     if (progress) {
         QCOMPARE(text("stageLabel"), label);
-        QCOMPARE(text("cancelButton"), QStringLiteral("Abbrechen"));
         QQuickItem *bar = item(QStringLiteral("progressBar"));
         QCOMPARE(bar->property("indeterminate").toBool(), fraction < 0);
         if (fraction >= 0)
@@ -439,8 +408,6 @@ void TestPopoverView::stages()
     }
     if (result) {
         QCOMPARE(text("resultText"), label);
-        QCOMPARE(text("resultLibraryButton"), QStringLiteral("Bibliothek öffnen"));
-        QCOMPARE(text("resultOkButton"), QStringLiteral("OK"));
     }
 }
 
@@ -600,8 +567,6 @@ void TestPopoverView::footer()
     });
     QVERIFY(open());
     QCOMPARE(text("footerLine"), expected);
-    QCOMPARE(text("footerLibraryButton"), QStringLiteral("Bibliothek öffnen"));
-    QCOMPARE(text("footerChatButton"), QStringLiteral("Frag deine Tabs"));
 
     // A change of the library shows at once: one more reminder for now.
     m_f->library().mutate([&](LibraryData &data) { data.tabs.last().reminderAt = now; });
