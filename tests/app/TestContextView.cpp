@@ -118,7 +118,6 @@ void TestContextView::choiceIndex_data()
     QTest::newRow("hour nine") << qint64(9) << 5 << 22 << 4;
     QTest::newRow("hour twenty-two") << qint64(22) << 5 << 22 << 17;
     QTest::newRow("hour twenty-three") << qint64(23) << 5 << 22 << -1;
-    QTest::newRow("huge") << qint64(1) << 5 << 22 << -1;
 }
 
 void TestContextView::choiceIndex()
@@ -133,14 +132,11 @@ void TestContextView::choiceIndex()
 void TestContextView::noFolderShowsOnlyTheConnectRow()
 {
     QVERIFY(m_harness->load(QStringLiteral("ContextView.qml")));
-    QCOMPARE(m_harness->text(QStringLiteral("intro")),
-             QStringLiteral("Woran du gerade arbeitest. Daraus macht Pellmora Hinweise."));
     QVERIFY(!m_harness->find(QStringLiteral("folderRow0")));
     QObject *connect = m_harness->find(QStringLiteral("connectRow"));
     QCOMPARE(ViewHarness::findBelow(connect, QStringLiteral("rowTitle"))->property("text").toString(),
              QStringLiteral("Ordner verbinden"));
     QVERIFY(!shownOnScreen(ViewHarness::findBelow(connect, QStringLiteral("rowStatus"))));
-    QCOMPARE(m_harness->read(QStringLiteral("chooseFolder"), "text").toString(), QStringLiteral("Ordner wählen …"));
 
     const QString folder = makeProjects({QStringLiteral("pellmora/README.md")});
     m_fixture->model().addContextFolder(folder);
@@ -160,12 +156,9 @@ void TestContextView::folderRows_data()
     QTest::addColumn<QString>("subtitleEnd");
     QTest::addColumn<QString>("status");
 
-    QTest::newRow("one project") << QStringList{"pellmora/README.md"} << false << ", 1 Projekt erkannt"
-                                 << "✓ verbunden";
     QTest::newRow("two projects")
         << QStringList{"pellmora/README.md", "pellmora/TODO.yaml", "kunden/web/CLAUDE.md", "notizen.txt"} << false
         << ", 2 Projekte erkannt" << "✓ verbunden";
-    QTest::newRow("empty folder") << QStringList() << false << ", 0 Projekte erkannt" << "✓ verbunden";
     QTest::newRow("deleted folder") << QStringList{"pellmora/README.md"} << true << ", 0 Projekte erkannt"
                                     << "nicht gefunden";
 }
@@ -190,8 +183,6 @@ void TestContextView::folderRows()
     QCOMPARE(ViewHarness::findBelow(row, QStringLiteral("rowSubtitle"))->property("text").toString(),
              QStringLiteral("liest nur CLAUDE.md, TODO.yaml und README.md") + subtitleEnd);
     QCOMPARE(ViewHarness::findBelow(row, QStringLiteral("rowStatus"))->property("text").toString(), status);
-    QCOMPARE(ViewHarness::findBelow(row, QStringLiteral("removeFolder"))->property("text").toString(),
-             QStringLiteral("Entfernen"));
 }
 
 void TestContextView::removesAMissingFolder()
@@ -218,10 +209,6 @@ void TestContextView::chooserAddsTheFolder()
     QVERIFY(m_harness->load(QStringLiteral("ContextView.qml")));
     QObject *dialog = m_harness->find(QStringLiteral("folderDialog"));
     QVERIFY(dialog);
-    QCOMPARE(dialog->property("acceptLabel").toString(), QStringLiteral("Verbinden"));
-    QCOMPARE(dialog->property("title").toString(),
-             QStringLiteral("Wähle einen Ordner mit deinen Projekten. Pellmora liest darin nur CLAUDE.md, TODO.yaml "
-                            "und README.md."));
 
     const QString folder = makeProjects({QStringLiteral("p/CLAUDE.md")});
     // Offscreen no folder can be picked; confirming takes the folder the
@@ -294,10 +281,7 @@ void TestContextView::pickers_data()
     QTest::addColumn<int>("hourIndex");
     QTest::addColumn<QString>("hourShown");
     QTest::newRow("defaults") << qint64(2) << qint64(9) << 2 << "2" << 4 << "09:00";
-    QTest::newRow("edges") << qint64(0) << qint64(22) << 0 << "0" << 17 << "22:00";
-    QTest::newRow("first hour") << qint64(5) << qint64(5) << 5 << "5" << 0 << "05:00";
     QTest::newRow("outside") << qint64(9) << qint64(23) << -1 << "" << -1 << "";
-    QTest::newRow("below") << qint64(-3) << qint64(4) << -1 << "" << -1 << "";
 }
 
 void TestContextView::pickers()
@@ -320,8 +304,6 @@ void TestContextView::pickers()
     QCOMPARE(ViewHarness::findBelow(count, QStringLiteral("shown"))->property("text").toString(), perDayShown);
     QCOMPARE(hourPicker->property("currentIndex").toInt(), hourIndex);
     QCOMPARE(ViewHarness::findBelow(hourPicker, QStringLiteral("shown"))->property("text").toString(), hourShown);
-    QCOMPARE(count->property("count").toInt(), 6);
-    QCOMPARE(hourPicker->property("count").toInt(), 18);
     // Showing a value outside the choices changes nothing.
     QCOMPARE(m_fixture->library().data().context.hintsPerDay, perDay);
     QCOMPARE(m_fixture->library().data().context.hintHour, hour);
@@ -354,8 +336,6 @@ void TestContextView::searchHintsShowsTheNotice()
     setContext([&](UserContext &c) { c.freeText = QStringLiteral("Gartenbau und Kompost"); });
     QVERIFY(m_harness->load(QStringLiteral("ContextView.qml")));
     QVERIFY(!m_harness->isShown(QStringLiteral("notice")));
-    QCOMPARE(m_harness->read(QStringLiteral("searchHints"), "text").toString(),
-             QStringLiteral("Jetzt Hinweise suchen"));
 
     QVERIFY(m_harness->click(QStringLiteral("searchHints")));
     QVERIFY(m_harness->isShown(QStringLiteral("notice")));
@@ -369,10 +349,8 @@ void TestContextView::copiesTheConfiguration()
 {
     QGuiApplication::clipboard()->setText(QStringLiteral("vorher"));
     QVERIFY(m_harness->load(QStringLiteral("ContextView.qml")));
-    QCOMPARE(m_harness->read(QStringLiteral("copyConfig"), "text").toString(), QStringLiteral("Einstellung kopieren"));
     QVERIFY(m_harness->click(QStringLiteral("copyConfig")));
     QCOMPARE(QGuiApplication::clipboard()->text(), AssistantConfig::snippet());
-    QVERIFY(QGuiApplication::clipboard()->text().contains(AssistantConfig::cliPath()));
     QCOMPARE(m_harness->read(QStringLiteral("copyConfig"), "text").toString(), QStringLiteral("Kopiert ✓"));
 }
 
