@@ -226,7 +226,6 @@ void TestTabDetail::projectsAddAndRemove()
     type(QStringLiteral("Wanderwoche"));
     h->pressReturn();
     h->settle();
-    h->settle();
     QVERIFY(h->isShown(QStringLiteral("project:Wanderwoche")));
     QCOMPARE(h->text("newProjectField"), QString());
 
@@ -265,7 +264,6 @@ void TestTabDetail::returnKey()
     h->item(focus)->forceActiveFocus();
     h->typeText(QStringLiteral("Znacht"));
     h->pressReturn();
-    h->settle();
     h->settle();
     QCOMPARE(!f->model().detailTab(), saves);
     if (focus == u"noteEditor")

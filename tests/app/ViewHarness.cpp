@@ -4,6 +4,7 @@
 #include <QQmlEngine>
 #include <QQuickItem>
 #include <QQuickView>
+#include <QSignalSpy>
 #include <QTest>
 
 #include "AppModel.h"
@@ -159,6 +160,11 @@ bool ViewHarness::click(QObject *object, Qt::MouseButton button)
     auto *item = qobject_cast<QQuickItem *>(object);
     if (!item || !item->isVisible() || !m_view)
         return false;
+    // Layouts place their items when the next frame is polished: click where
+    // the item will be drawn, not where it stood before.
+    QSignalSpy drawn(m_view.get(), &QQuickWindow::frameSwapped);
+    m_view->update();
+    drawn.wait(1000);
     const QPointF centre = item->mapToScene(QPointF(item->width() / 2, item->height() / 2));
     if (!QRectF(QPointF(0, 0), m_view->size()).contains(centre))
         return false;
