@@ -430,13 +430,19 @@ ImportResult parse(QByteArrayView bytes, ImportFormat format, const Progress &pr
                    std::stop_token stop)
 {
     const QByteArrayView body = withoutBom(bytes);
+    // Progress counts the bytes of the whole file, byte-order mark included.
+    const qint64 mark = bytes.size() - body.size();
+    Progress whole;
+    if (progress && mark > 0)
+        whole = [&progress, mark](qint64 done, qint64 total) { progress(done + mark, total + mark); };
+    const Progress &report = mark > 0 ? whole : progress;
     switch (format) {
     case ImportFormat::onetab:
-        return parseLines(body, progress, stop);
+        return parseLines(body, report, stop);
     case ImportFormat::html:
-        return parseBookmarks(body, progress, stop);
+        return parseBookmarks(body, report, stop);
     case ImportFormat::json:
-        return parseExport(body, progress);
+        return parseExport(body, report);
     }
     Q_UNREACHABLE();
     return {};

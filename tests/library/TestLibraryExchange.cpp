@@ -395,6 +395,9 @@ private Q_SLOTS:
         }
         QTest::newRow("lines") << ImportFormat::onetab << lines;
         QTest::newRow("html") << ImportFormat::html << html;
+        // The byte-order mark counts: progress is over the file as it lies.
+        QTest::newRow("lines after a byte-order mark") << ImportFormat::onetab << "\xEF\xBB\xBF" + lines;
+        QTest::newRow("html after a byte-order mark") << ImportFormat::html << "\xEF\xBB\xBF" + html;
     }
 
     void progressAndCancel()
