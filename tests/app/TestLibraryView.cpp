@@ -117,9 +117,6 @@ void TestLibraryView::headerTexts()
     QCOMPARE(h->text("listTitle"), title);
     QCOMPARE(h->text("listSubtitle"), subtitle);
     QCOMPARE(shownOnScreen(h->findIn(QStringLiteral("contentList"), QStringLiteral("askButton"))), !query.isEmpty());
-    QVERIFY(h->isShown("reopenAllButton"));
-    const QString n = subtitle.section(u' ', 0, 0);
-    QCOMPARE(h->text("reopenAllButton"), QStringLiteral("Alle %1 wieder öffnen").arg(n));
 }
 
 void TestLibraryView::headerOfRemovedSelection_data()
@@ -327,7 +324,6 @@ void TestLibraryView::hintReasonOnlyUnderHints_data()
 
     QTest::newRow("hints") << "hints" << true;
     QTest::newRow("all") << "all" << false;
-    QTest::newRow("its window") << LibrarySample::windowKey(2) << false;
 }
 
 void TestLibraryView::hintReasonOnlyUnderHints()
