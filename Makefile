@@ -2,8 +2,12 @@
 BUILD ?= build
 JOBS ?= $(shell nproc)
 CMAKE_FLAGS ?=
+ASAN_BUILD ?= build-asan
+FUZZ_BUILD ?= build-fuzz-clang
+FUZZ_SECONDS ?= 300
+CI_FUZZ_SECONDS ?= 30
 
-.PHONY: deps configure build run test bench clean
+.PHONY: deps configure build run test sanitize fuzz bench clean
 
 deps:
 	@scripts/install-deps
@@ -22,6 +26,23 @@ run: build
 test: CMAKE_FLAGS += -DPELLMORA_WERROR=ON
 test: build
 	@cd $(BUILD) && ctest --output-on-failure --no-tests=error -j $(JOBS)
+	@$(MAKE) --no-print-directory sanitize
+	@$(MAKE) --no-print-directory fuzz FUZZ_SECONDS=$(CI_FUZZ_SECONDS)
+
+# The whole suite again with the address and undefined-behaviour sanitizers,
+# asserts on; -O1 keeps the build and the run bearable.
+sanitize: deps
+	@cmake -S . -B $(ASAN_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=Debug "-DCMAKE_CXX_FLAGS_DEBUG=-O1 -g1" \
+		-DPELLMORA_SANITIZE=ON -DPELLMORA_WERROR=ON >/dev/null
+	@cmake --build $(ASAN_BUILD) -j $(JOBS)
+	@cd $(ASAN_BUILD) && ctest --output-on-failure --no-tests=error -j $(JOBS)
+
+# Every fuzz target for FUZZ_SECONDS each, in a clang build of its own.
+fuzz: deps
+	@cmake -S . -B $(FUZZ_BUILD) -G Ninja -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+		-DPELLMORA_FUZZ=ON -DPELLMORA_BUILD_APP=OFF >/dev/null
+	@cmake --build $(FUZZ_BUILD) -j $(JOBS) --target fuzzers
+	@scripts/run-fuzz $(FUZZ_BUILD) $(FUZZ_SECONDS)
 
 bench: build
 	@cmake --build $(BUILD) --target bench
