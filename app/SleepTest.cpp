@@ -84,8 +84,8 @@ QString question()
 QStringList viewFiles()
 {
     QStringList files;
-    for (const WindowSpec &spec : WindowManager::specs())
-        files.append(spec.view);
+    for (const WindowSetup &setup : WindowManager::setups())
+        files.append(setup.view);
     files.append(QStringLiteral("PopoverView.qml"));
     return files;
 }

@@ -22,15 +22,15 @@ WindowManager::~WindowManager()
 {
     for (auto it = m_windows.cbegin(); it != m_windows.cend(); ++it) {
         if (QQuickView *view = it.value().data()) {
-            saveFrame(view, specFor(it.key())->frameName);
+            saveFrame(view, setupFor(it.key())->frameName);
             delete view;
         }
     }
 }
 
-const QList<WindowSpec> &WindowManager::specs()
+const QList<WindowSetup> &WindowManager::setups()
 {
-    static const QList<WindowSpec> list = {
+    static const QList<WindowSetup> list = {
         {QStringLiteral("library"), QStringLiteral("Pellmora · Bibliothek"),
          QStringLiteral("LibraryView.qml"), QSize(1180, 720), QSize(1040, 640),
          QStringLiteral("Pellmora.library")},
@@ -46,11 +46,11 @@ const QList<WindowSpec> &WindowManager::specs()
     return list;
 }
 
-const WindowSpec *WindowManager::specFor(const QString &key)
+const WindowSetup *WindowManager::setupFor(const QString &key)
 {
-    for (const WindowSpec &spec : specs()) {
-        if (spec.key == key)
-            return &spec;
+    for (const WindowSetup &setup : setups()) {
+        if (setup.key == key)
+            return &setup;
     }
     return nullptr;
 }
@@ -85,10 +85,10 @@ QQuickView *WindowManager::show(const QString &key)
 {
     QQuickView *view = window(key);
     if (!view) {
-        const WindowSpec *spec = specFor(key);
-        if (!spec)
+        const WindowSetup *setup = setupFor(key);
+        if (!setup)
             return nullptr;
-        view = create(*spec);
+        view = create(*setup);
         if (!view)
             return nullptr;
         m_windows.insert(key, view);
@@ -99,27 +99,27 @@ QQuickView *WindowManager::show(const QString &key)
     return view;
 }
 
-QQuickView *WindowManager::create(const WindowSpec &spec)
+QQuickView *WindowManager::create(const WindowSetup &setup)
 {
     auto *view = new QQuickView(m_engine, nullptr);
-    view->setTitle(spec.title);
+    view->setTitle(setup.title);
     view->setColor(Qt::white);
-    view->setResizeMode(spec.sizedByContent() ? QQuickView::SizeViewToRootObject
+    view->setResizeMode(setup.sizedByContent() ? QQuickView::SizeViewToRootObject
                                               : QQuickView::SizeRootObjectToView);
     // Every window carries the main menu as its menu bar above its view.
-    view->setInitialProperties({{QStringLiteral("view"), QmlModule::viewUrl(spec.view)}});
+    view->setInitialProperties({{QStringLiteral("view"), QmlModule::viewUrl(setup.view)}});
     view->setSource(QmlModule::viewUrl(QStringLiteral("WindowFrame.qml")));
     const QQuickItem *root = view->rootObject();
     if (view->status() != QQuickView::Ready || !root
         || !root->property("content").value<QQuickItem *>()) {
         for (const QQmlError &error : view->errors())
             qCWarning(lcWindows) << error.toString();
-        qCWarning(lcWindows) << "the view" << spec.view << "did not load";
+        qCWarning(lcWindows) << "the view" << setup.view << "did not load";
         delete view;
         return nullptr;
     }
 
-    if (spec.sizedByContent()) {
+    if (setup.sizedByContent()) {
         const QSize content(qCeil(root->implicitWidth()), qCeil(root->implicitHeight()));
         view->resize(content);
         view->setMinimumSize(content);
@@ -127,12 +127,12 @@ QQuickView *WindowManager::create(const WindowSpec &spec)
     } else {
         // The sizes are those of the view; the menu bar comes on top.
         const QSize bar(0, qCeil(menuBarHeight(view)));
-        view->resize(spec.size + bar);
-        view->setMinimumSize(spec.minimumSize + bar);
+        view->resize(setup.size + bar);
+        view->setMinimumSize(setup.minimumSize + bar);
     }
-    restoreFrame(view, spec);
+    restoreFrame(view, setup);
 
-    const QString frameName = spec.frameName;
+    const QString frameName = setup.frameName;
     const auto save = [this, view, frameName] { saveFrame(view, frameName); };
     connect(view, &QWindow::xChanged, this, save);
     connect(view, &QWindow::yChanged, this, save);
@@ -162,15 +162,15 @@ void WindowManager::hideAll()
     }
 }
 
-void WindowManager::restoreFrame(QQuickView *view, const WindowSpec &spec)
+void WindowManager::restoreFrame(QQuickView *view, const WindowSetup &setup)
 {
-    const QRect saved = m_settings->value(spec.frameName).toRect();
+    const QRect saved = m_settings->value(setup.frameName).toRect();
     const bool onAScreen = std::any_of(
         QGuiApplication::screens().cbegin(), QGuiApplication::screens().cend(),
         [&](const QScreen *screen) { return screen->geometry().intersects(saved); });
     if (saved.isValid() && onAScreen) {
         // A content-sized window keeps its own size; only its place is remembered.
-        const QSize size = spec.sizedByContent()
+        const QSize size = setup.sizedByContent()
             ? view->size()
             : saved.size().expandedTo(view->minimumSize());
         view->setGeometry(QRect(saved.topLeft(), size));

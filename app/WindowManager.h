@@ -6,7 +6,7 @@
 #include <QPointer>
 #include <QString>
 
-#include "WindowSpec.h"
+#include "WindowSetup.h"
 
 class QQmlEngine;
 class QQuickItem;
@@ -25,8 +25,8 @@ public:
     WindowManager(QQmlEngine *engine, QSettings *settings, QObject *parent = nullptr);
     ~WindowManager() override;
 
-    static const QList<WindowSpec> &specs();
-    static const WindowSpec *specFor(const QString &key);
+    static const QList<WindowSetup> &setups();
+    static const WindowSetup *setupFor(const QString &key);
 
     Q_INVOKABLE void showLibrary();
     Q_INVOKABLE void showChat(const QString &question = {});
@@ -50,8 +50,8 @@ signals:
     void chatQuestionAsked(const QString &question);
 
 private:
-    QQuickView *create(const WindowSpec &spec);
-    void restoreFrame(QQuickView *view, const WindowSpec &spec);
+    QQuickView *create(const WindowSetup &setup);
+    void restoreFrame(QQuickView *view, const WindowSetup &setup);
     void saveFrame(QQuickView *view, const QString &frameName);
 
     QQmlEngine *m_engine;

@@ -185,8 +185,8 @@ void TestMainMenu::entries()
 void TestMainMenu::everyWindowHasTheMenu_data()
 {
     QTest::addColumn<QString>("key");
-    for (const WindowSpec &spec : WindowManager::specs())
-        QTest::newRow(qPrintable(spec.key)) << spec.key;
+    for (const WindowSetup &setup : WindowManager::setups())
+        QTest::newRow(qPrintable(setup.key)) << setup.key;
 }
 
 void TestMainMenu::everyWindowHasTheMenu()

@@ -117,14 +117,14 @@ void TestWindowManager::windowTable()
         QCOMPARE(view->minimumSize(), implicit);
         QCOMPARE(view->maximumSize(), implicit);
     }
-    QCOMPARE(WindowManager::specFor(key)->frameName, QStringLiteral("Pellmora.") + key);
+    QCOMPARE(WindowManager::setupFor(key)->frameName, QStringLiteral("Pellmora.") + key);
 }
 
 void TestWindowManager::oneWindowPerKey_data()
 {
     QTest::addColumn<QString>("key");
-    for (const WindowSpec &spec : WindowManager::specs())
-        QTest::newRow(qPrintable(spec.key)) << spec.key;
+    for (const WindowSetup &setup : WindowManager::setups())
+        QTest::newRow(qPrintable(setup.key)) << setup.key;
 }
 
 void TestWindowManager::oneWindowPerKey()
@@ -138,9 +138,9 @@ void TestWindowManager::oneWindowPerKey()
     QCOMPARE(second, first);
     QCOMPARE(manager->window(key), first);
     // The others stay unopened.
-    for (const WindowSpec &spec : WindowManager::specs()) {
-        if (spec.key != key)
-            QCOMPARE(manager->window(spec.key), nullptr);
+    for (const WindowSetup &setup : WindowManager::setups()) {
+        if (setup.key != key)
+            QCOMPARE(manager->window(setup.key), nullptr);
     }
 }
 
@@ -162,7 +162,7 @@ void TestWindowManager::unknownKey()
 {
     auto manager = makeManager();
     QCOMPARE(manager->show(QStringLiteral("about")), nullptr);
-    QCOMPARE(WindowManager::specFor(QStringLiteral("about")), nullptr);
+    QCOMPARE(WindowManager::setupFor(QStringLiteral("about")), nullptr);
 }
 
 void TestWindowManager::showChatForwardsQuestion_data()

@@ -6,12 +6,12 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
-// Builds a tree from "relative/path=content" specs.
-static void makeTree(const QString &root, const QStringList &specs)
+// Builds a tree from "relative/path=content" entries.
+static void makeTree(const QString &root, const QStringList &entries)
 {
-    for (const QString &spec : specs) {
-        const qsizetype eq = spec.indexOf(u'=');
-        const QString rel = eq < 0 ? spec : spec.left(eq);
+    for (const QString &entry : entries) {
+        const qsizetype eq = entry.indexOf(u'=');
+        const QString rel = eq < 0 ? entry : entry.left(eq);
         const QString path = root + u'/' + rel;
         if (rel.endsWith(u'/')) {
             QDir().mkpath(path);
@@ -20,7 +20,7 @@ static void makeTree(const QString &root, const QStringList &specs)
         QDir().mkpath(QFileInfo(path).absolutePath());
         QFile f(path);
         QVERIFY(f.open(QIODevice::WriteOnly));
-        f.write(spec.mid(eq + 1).toUtf8());
+        f.write(entry.mid(eq + 1).toUtf8());
     }
 }
 

@@ -6,7 +6,7 @@
 // One of the application's windows: what it shows and how it may be sized.
 // An empty size means the window takes its view's implicit size and cannot
 // be resized.
-struct WindowSpec
+struct WindowSetup
 {
     QString key;
     QString title;
@@ -17,5 +17,5 @@ struct WindowSpec
 
     bool sizedByContent() const { return size.isEmpty(); }
 
-    friend bool operator==(const WindowSpec &, const WindowSpec &) = default;
+    friend bool operator==(const WindowSetup &, const WindowSetup &) = default;
 };
