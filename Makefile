@@ -7,7 +7,7 @@ FUZZ_BUILD ?= build-fuzz-clang
 FUZZ_SECONDS ?= 300
 CI_FUZZ_SECONDS ?= 30
 
-.PHONY: deps configure build run test sanitize fuzz bench clean
+.PHONY: deps configure build run test check sanitize fuzz bench clean
 
 deps:
 	@scripts/install-deps
@@ -26,6 +26,10 @@ run: build
 test: CMAKE_FLAGS += -DPELLMORA_WERROR=ON
 test: build
 	@cd $(BUILD) && ctest --output-on-failure --no-tests=error -j $(JOBS)
+
+# What CI runs: the suite, then the sanitizer build and suite, then every fuzz
+# target for CI_FUZZ_SECONDS.
+check: test
 	@$(MAKE) --no-print-directory sanitize
 	@$(MAKE) --no-print-directory fuzz FUZZ_SECONDS=$(CI_FUZZ_SECONDS)
 
