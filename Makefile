@@ -27,9 +27,10 @@ test: CMAKE_FLAGS += -DPELLMORA_WERROR=ON
 test: build
 	@cd $(BUILD) && ctest --output-on-failure --no-tests=error -j $(JOBS)
 
-# What CI runs: the suite, then the sanitizer build and suite, then every fuzz
-# target for CI_FUZZ_SECONDS.
+# What CI runs: the suite, the benchmarks built (not run), then the sanitizer
+# build and suite, then every fuzz target for CI_FUZZ_SECONDS.
 check: test
+	@cmake --build $(BUILD) -j $(JOBS) --target benches
 	@$(MAKE) --no-print-directory sanitize
 	@$(MAKE) --no-print-directory fuzz FUZZ_SECONDS=$(CI_FUZZ_SECONDS)
 

@@ -15,6 +15,7 @@
 #include "TestSupport.h"
 #include "TrayController.h"
 #include "WindowManager.h"
+#include "TestRegistry.h"
 
 // The delegate after launch: the first window, the tray following due
 // reminders, housekeeping picking up another program's writes, the menu's
@@ -200,5 +201,5 @@ void TestAppDelegate::importFromTheFileMenu()
     QCOMPARE(m_delegate->library()->data().tabs.size(), 2);
 }
 
-QTEST_MAIN(TestAppDelegate)
+PELLMORA_TEST_MAIN(TestAppDelegate)
 #include "TestAppDelegate.moc"

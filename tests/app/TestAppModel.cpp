@@ -16,6 +16,7 @@
 #include <QTest>
 
 #include <memory>
+#include "TestRegistry.h"
 
 namespace {
 
@@ -742,5 +743,5 @@ void TestAppModel::dismissHint()
     QVERIFY(model.tabsFor(SidebarSelection::hints()).isEmpty());
 }
 
-QTEST_GUILESS_MAIN(TestAppModel)
+PELLMORA_TEST_GUILESS_MAIN(TestAppModel)
 #include "TestAppModel.moc"

@@ -16,6 +16,7 @@
 #include <QTest>
 
 #include <memory>
+#include "TestRegistry.h"
 
 namespace {
 
@@ -480,5 +481,5 @@ void TestAppModelLibrary::sidebarRows()
     QCOMPARE(model.selection(), SidebarSelection::topic(data.topics.at(1).id));
 }
 
-QTEST_GUILESS_MAIN(TestAppModelLibrary)
+PELLMORA_TEST_GUILESS_MAIN(TestAppModelLibrary)
 #include "TestAppModelLibrary.moc"

@@ -22,6 +22,7 @@
 #include <QTest>
 
 #include <memory>
+#include "TestRegistry.h"
 
 namespace {
 
@@ -265,5 +266,5 @@ void TestAppModelServices::productionWiring()
     model->setDemoMode(false);
 }
 
-QTEST_GUILESS_MAIN(TestAppModelServices)
+PELLMORA_TEST_GUILESS_MAIN(TestAppModelServices)
 #include "TestAppModelServices.moc"

@@ -8,6 +8,7 @@
 #include "ChatRules.h"
 #include "Fmt.h"
 #include "ViewHarness.h"
+#include "TestRegistry.h"
 
 // The chat window over a model with fakes: the intro, questions and answers
 // with their cards and actions, the reminder date, and the question field.
@@ -387,5 +388,5 @@ void TestChatView::renderPng()
     QTRY_VERIFY(!m_fixture->model().chatBusy());
 }
 
-QTEST_MAIN(TestChatView)
+PELLMORA_TEST_MAIN(TestChatView)
 #include "TestChatView.moc"

@@ -13,6 +13,7 @@
 #include "AssistantConfig.h"
 #include "ContextPresenter.h"
 #include "ViewHarness.h"
+#include "TestRegistry.h"
 
 // The context window over a model with fakes: folder rows for present and
 // missing folders, connecting and removing, the free text written once, the
@@ -389,5 +390,5 @@ void TestContextView::sizeKnownBeforeTheFirstFrame()
     QCOMPARE(before, QSizeF(m_harness->root()->implicitWidth(), m_harness->root()->implicitHeight()));
 }
 
-QTEST_MAIN(TestContextView)
+PELLMORA_TEST_MAIN(TestContextView)
 #include "TestContextView.moc"

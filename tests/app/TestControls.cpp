@@ -12,6 +12,7 @@
 #include "MoonIcon.h"
 #include "ThemeRules.h"
 #include "ViewHarness.h"
+#include "TestRegistry.h"
 
 // Loads each shared control offscreen and reads back what it shows; renders
 // a page of all of them (and the moon) for a look by eye.
@@ -305,5 +306,5 @@ void TestControls::renderGallery()
     QVERIFY(named >= 6);
 }
 
-QTEST_MAIN(TestControls)
+PELLMORA_TEST_MAIN(TestControls)
 #include "TestControls.moc"

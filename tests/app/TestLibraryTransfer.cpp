@@ -9,6 +9,7 @@
 #include "LibraryStore.h"
 #include "LibraryTransfer.h"
 #include "TestSupport.h"
+#include "TestRegistry.h"
 
 Q_DECLARE_METATYPE(ExportFormat)
 
@@ -182,5 +183,5 @@ void TestLibraryTransfer::unwritablePlace()
              qPrintable(exported.error()));
 }
 
-QTEST_GUILESS_MAIN(TestLibraryTransfer)
+PELLMORA_TEST_GUILESS_MAIN(TestLibraryTransfer)
 #include "TestLibraryTransfer.moc"

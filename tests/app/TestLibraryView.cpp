@@ -14,6 +14,7 @@
 #include "ViewHarness.h"
 #include "SidebarModel.h"
 #include "TabListModel.h"
+#include "TestRegistry.h"
 
 // The library window offscreen: the sidebar, the header texts per
 // selection and search, the empty states, what each row shows and its menu.
@@ -576,5 +577,5 @@ void TestLibraryView::renderDemoLibrary()
     }
 }
 
-QTEST_MAIN(TestLibraryView)
+PELLMORA_TEST_MAIN(TestLibraryView)
 #include "TestLibraryView.moc"

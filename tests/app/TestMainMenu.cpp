@@ -14,6 +14,7 @@
 #include "MainMenu.h"
 #include "QmlModule.h"
 #include "WindowManager.h"
+#include "TestRegistry.h"
 
 // The main menu as the windows show it: menus, entries, order and shortcuts,
 // what each entry asks for, the confirmation before clearing and the demo mark.
@@ -287,5 +288,5 @@ void TestMainMenu::demoMarkFollowsTheModel()
     QCOMPARE(action->property("checked").toBool(), true);
 }
 
-QTEST_MAIN(TestMainMenu)
+PELLMORA_TEST_MAIN(TestMainMenu)
 #include "TestMainMenu.moc"

@@ -5,6 +5,7 @@
 #include "NotificationAnswers.h"
 #include "Reminders.h"
 #include "TestSupport.h"
+#include "TestRegistry.h"
 
 using Outcome = NotificationAnswers::Outcome;
 
@@ -169,5 +170,5 @@ void TestNotificationAnswers::answersForNoTabAreIgnored()
     QVERIFY(m_fixture->bridge().reopenRequests().isEmpty());
 }
 
-QTEST_GUILESS_MAIN(TestNotificationAnswers)
+PELLMORA_TEST_GUILESS_MAIN(TestNotificationAnswers)
 #include "TestNotificationAnswers.moc"

@@ -1,6 +1,7 @@
 #include <QTest>
 
 #include "PopoverPlacement.h"
+#include "TestRegistry.h"
 
 class TestPopoverPlacement : public QObject
 {
@@ -57,5 +58,5 @@ void TestPopoverPlacement::position()
     QCOMPARE(PopoverPlacement::position(tray, screen, popover), expected);
 }
 
-QTEST_GUILESS_MAIN(TestPopoverPlacement)
+PELLMORA_TEST_GUILESS_MAIN(TestPopoverPlacement)
 #include "TestPopoverPlacement.moc"

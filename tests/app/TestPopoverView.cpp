@@ -18,6 +18,7 @@
 #include "SleepOptions.h"
 #include "TrayController.h"
 #include "ViewHarness.h"
+#include "TestRegistry.h"
 
 // The menu popover over a model with the fake browser: what it shows in each
 // state, and what its buttons and options do to the model.
@@ -725,5 +726,5 @@ void TestPopoverView::textsFit()
     }
 }
 
-QTEST_MAIN(TestPopoverView)
+PELLMORA_TEST_MAIN(TestPopoverView)
 #include "TestPopoverView.moc"

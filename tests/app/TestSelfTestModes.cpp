@@ -14,6 +14,7 @@
 #include "SelfTestSupport.h"
 #include "SnapshotMode.h"
 #include "ViewShot.h"
+#include "TestRegistry.h"
 
 // The two self-test modes, run through the real program with a private home:
 // their lines, their pictures, the one setting each may touch, and that the
@@ -301,5 +302,5 @@ void TestSelfTestModes::pngHasExactlyTwiceThePoints()
     QVERIFY(!ViewShot::writePng(QImage(), points, 2, path));
 }
 
-QTEST_GUILESS_MAIN(TestSelfTestModes)
+PELLMORA_TEST_GUILESS_MAIN(TestSelfTestModes)
 #include "TestSelfTestModes.moc"

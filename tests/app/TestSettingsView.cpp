@@ -14,6 +14,7 @@
 #include "SettingsPresenter.h"
 #include "SleepOptions.h"
 #include "ViewHarness.h"
+#include "TestRegistry.h"
 
 // The settings window over a model with fakes: the library path, launch at
 // login, the pinned domains, the model and search lines, the model server
@@ -334,5 +335,5 @@ void TestSettingsView::renderPng()
     QVERIFY(m_harness->render().save(QDir(folder).filePath(QStringLiteral("settings.png"))));
 }
 
-QTEST_MAIN(TestSettingsView)
+PELLMORA_TEST_MAIN(TestSettingsView)
 #include "TestSettingsView.moc"

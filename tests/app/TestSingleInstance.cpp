@@ -6,6 +6,7 @@
 
 #include "SelfTestRequest.h"
 #include "TestSupport.h"
+#include "TestRegistry.h"
 
 // One instance per session, checked through the real program: a second start
 // hands over to the first and ends; the self-test arguments are read first.
@@ -170,5 +171,5 @@ void TestSingleInstance::selfTestArguments()
     QCOMPARE(request.any(), sleepTest || snapshot);
 }
 
-QTEST_GUILESS_MAIN(TestSingleInstance)
+PELLMORA_TEST_GUILESS_MAIN(TestSingleInstance)
 #include "TestSingleInstance.moc"

@@ -7,6 +7,7 @@
 #include "MoonIcon.h"
 #include "QmlModule.h"
 #include "TrayController.h"
+#include "TestRegistry.h"
 
 // What the tray item says about due reminders, and the popover's links.
 class TestStatusItem : public QObject
@@ -102,5 +103,5 @@ void TestStatusItem::popoverLinks()
     QCOMPARE(chatAsked.size(), library ? 0 : 1);
 }
 
-QTEST_MAIN(TestStatusItem)
+PELLMORA_TEST_MAIN(TestStatusItem)
 #include "TestStatusItem.moc"

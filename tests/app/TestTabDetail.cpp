@@ -7,6 +7,7 @@
 #include "LibraryText.h"
 #include "LibrarySample.h"
 #include "ViewHarness.h"
+#include "TestRegistry.h"
 
 // The detail sheet: what it opens with, the save rules for note, reminder
 // and project tags, cancelling, and the rules behind the fields.
@@ -386,5 +387,5 @@ void TestTabDetail::addProject()
     QCOMPARE(LibraryText::addProject(tags, typed), expected);
 }
 
-QTEST_MAIN(TestTabDetail)
+PELLMORA_TEST_MAIN(TestTabDetail)
 #include "TestTabDetail.moc"

@@ -4,6 +4,7 @@
 #include "SavedTab.h"
 #include "ThemeRules.h"
 #include "TopicPalette.h"
+#include "TestRegistry.h"
 
 class TestThemeRules : public QObject
 {
@@ -199,5 +200,5 @@ void TestThemeRules::everyPaletteKeyHasItsOwnColour()
     QCOMPARE(seen.size(), TopicPalette::names().size());
 }
 
-QTEST_GUILESS_MAIN(TestThemeRules)
+PELLMORA_TEST_GUILESS_MAIN(TestThemeRules)
 #include "TestThemeRules.moc"

@@ -8,6 +8,7 @@
 #include "MoonIcon.h"
 #include "QmlModule.h"
 #include "TrayController.h"
+#include "TestRegistry.h"
 
 // The tray item and its moon: the menu's entries, the popover toggle and the
 // drawn icon with its badge.
@@ -206,5 +207,5 @@ void TestTray::badgeDrawnOnlyForACount()
     QVERIFY(MoonIcon::icon().availableSizes().contains(QSize(22, 22)));
 }
 
-QTEST_MAIN(TestTray)
+PELLMORA_TEST_MAIN(TestTray)
 #include "TestTray.moc"

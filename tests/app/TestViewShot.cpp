@@ -9,6 +9,7 @@
 #include "Library.h"
 #include "SelfTestSession.h"
 #include "ViewShot.h"
+#include "TestRegistry.h"
 
 // The views as the self-test modes build them, in a sandbox session with
 // the demo library: fixed sizes are kept, fitting sizes hold after layout.
@@ -99,5 +100,5 @@ void TestViewShot::missingViewSaysWhy()
     QVERIFY2(error.startsWith(QStringLiteral("NoSuchView.qml: ")), qPrintable(error));
 }
 
-QTEST_MAIN(TestViewShot)
+PELLMORA_TEST_MAIN(TestViewShot)
 #include "TestViewShot.moc"

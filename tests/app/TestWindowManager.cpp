@@ -12,6 +12,7 @@
 
 #include "QmlModule.h"
 #include "WindowManager.h"
+#include "TestRegistry.h"
 
 class TestWindowManager : public QObject
 {
@@ -252,5 +253,5 @@ void TestWindowManager::offScreenFrameIsIgnored()
     QTRY_COMPARE(WindowManager::content(view)->size().toSize(), QSize(820, 680));
 }
 
-QTEST_MAIN(TestWindowManager)
+PELLMORA_TEST_MAIN(TestWindowManager)
 #include "TestWindowManager.moc"

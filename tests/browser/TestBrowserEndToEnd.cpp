@@ -10,6 +10,7 @@
 #include "LocalHttpServer.h"
 #include "RemoteBrowser.h"
 #include "TestSupport.h"
+#include "TestRegistry.h"
 
 using namespace std::chrono_literals;
 
@@ -159,5 +160,5 @@ TestSupport::ProcessResult TestBrowserEndToEnd::sleepFromCli(const RemoteBrowser
     return TestSupport::run(QStringLiteral(PELLMORA_CLI), QStringList{"sleep"} + flags, env);
 }
 
-QTEST_GUILESS_MAIN(TestBrowserEndToEnd)
+PELLMORA_TEST_GUILESS_MAIN(TestBrowserEndToEnd)
 #include "TestBrowserEndToEnd.moc"

@@ -11,6 +11,7 @@
 
 #include "BrowserHub.h"
 #include "NativeFrame.h"
+#include "TestRegistry.h"
 
 using namespace std::chrono_literals;
 
@@ -265,5 +266,5 @@ void TestBrowserHost::endsWhenInputCloses()
         QVERIFY(hub.waitForBrowsers(0, 5s));
 }
 
-QTEST_GUILESS_MAIN(TestBrowserHost)
+PELLMORA_TEST_GUILESS_MAIN(TestBrowserHost)
 #include "TestBrowserHost.moc"

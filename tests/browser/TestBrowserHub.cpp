@@ -13,6 +13,7 @@
 
 #include "BrowserHub.h"
 #include "NativeFrame.h"
+#include "TestRegistry.h"
 
 using namespace std::chrono_literals;
 
@@ -316,5 +317,5 @@ void TestBrowserHub::waitForSettled()
     hosts.get();
 }
 
-QTEST_GUILESS_MAIN(TestBrowserHub)
+PELLMORA_TEST_GUILESS_MAIN(TestBrowserHub)
 #include "TestBrowserHub.moc"

@@ -11,6 +11,7 @@
 #include "BrowserHub.h"
 #include "FakeExtension.h"
 #include "LibraryStore.h"
+#include "TestRegistry.h"
 
 using namespace std::chrono_literals;
 
@@ -134,5 +135,5 @@ void TestCliBridge::sleep()
     QCOMPARE(open, left);
 }
 
-QTEST_GUILESS_MAIN(TestCliBridge)
+PELLMORA_TEST_GUILESS_MAIN(TestCliBridge)
 #include "TestCliBridge.moc"

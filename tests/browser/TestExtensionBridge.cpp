@@ -9,6 +9,7 @@
 #include "ExtensionBridge.h"
 #include "FakeExtension.h"
 #include "NativeFrame.h"
+#include "TestRegistry.h"
 
 using namespace std::chrono_literals;
 
@@ -279,5 +280,5 @@ void TestExtensionBridge::reopenManyInPartsIntoOneWindow()
     QCOMPARE(all, expected);
 }
 
-QTEST_GUILESS_MAIN(TestExtensionBridge)
+PELLMORA_TEST_GUILESS_MAIN(TestExtensionBridge)
 #include "TestExtensionBridge.moc"

@@ -6,6 +6,7 @@
 #include <QJsonObject>
 #include <QTemporaryDir>
 #include <QTest>
+#include "TestRegistry.h"
 
 namespace {
 
@@ -119,5 +120,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestAskCommand)
+PELLMORA_TEST_GUILESS_MAIN(TestAskCommand)
 #include "TestAskCommand.moc"

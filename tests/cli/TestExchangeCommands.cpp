@@ -4,6 +4,7 @@
 
 #include <QTemporaryDir>
 #include <QTest>
+#include "TestRegistry.h"
 
 namespace {
 
@@ -248,5 +249,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestExchangeCommands)
+PELLMORA_TEST_GUILESS_MAIN(TestExchangeCommands)
 #include "TestExchangeCommands.moc"

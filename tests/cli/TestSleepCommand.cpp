@@ -4,6 +4,7 @@
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
+#include "TestRegistry.h"
 
 class TestSleepCommand : public QObject
 {
@@ -126,5 +127,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestSleepCommand)
+PELLMORA_TEST_GUILESS_MAIN(TestSleepCommand)
 #include "TestSleepCommand.moc"

@@ -3,6 +3,7 @@
 
 #include <QTemporaryDir>
 #include <QTest>
+#include "TestRegistry.h"
 
 class TestSummaryCommand : public QObject
 {
@@ -90,5 +91,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestSummaryCommand)
+PELLMORA_TEST_GUILESS_MAIN(TestSummaryCommand)
 #include "TestSummaryCommand.moc"

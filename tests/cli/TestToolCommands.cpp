@@ -9,6 +9,7 @@
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
+#include "TestRegistry.h"
 
 namespace {
 
@@ -193,4 +194,4 @@ void TestToolCommands::mcpOverPipes()
     QVERIFY(lines.at(3).isEmpty());
 }
 
-QTEST_GUILESS_MAIN(TestToolCommands)
+PELLMORA_TEST_GUILESS_MAIN(TestToolCommands)

@@ -5,6 +5,7 @@
 #include <QFile>
 #include <QTemporaryDir>
 #include <QtTest>
+#include "TestRegistry.h"
 
 // Builds a tree from "relative/path=content" entries.
 static void makeTree(const QString &root, const QStringList &entries)
@@ -191,5 +192,5 @@ void TestContextReader::projectCount()
     QCOMPARE(ContextReader::projectCountIn(tmp.path() + u'/' + folder), count);
 }
 
-QTEST_GUILESS_MAIN(TestContextReader)
+PELLMORA_TEST_GUILESS_MAIN(TestContextReader)
 #include "TestContextReader.moc"

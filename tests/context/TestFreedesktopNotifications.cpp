@@ -6,6 +6,7 @@
 
 #include <QSignalSpy>
 #include <QtTest>
+#include "TestRegistry.h"
 
 static NotificationRequest request(const QString &id, std::optional<QDateTime> at,
                                    QMap<QString, QString> info = {})
@@ -199,5 +200,5 @@ void TestFreedesktopNotifications::answers()
     serverBus.unregisterObject("/org/freedesktop/Notifications");
 }
 
-QTEST_GUILESS_MAIN(TestFreedesktopNotifications)
+PELLMORA_TEST_GUILESS_MAIN(TestFreedesktopNotifications)
 #include "TestFreedesktopNotifications.moc"

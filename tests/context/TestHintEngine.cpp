@@ -5,6 +5,7 @@
 #include <QtTest>
 
 #include <cmath>
+#include "TestRegistry.h"
 
 // Projects whose query vectors share no word, so tab vectors can be built
 // with an exact score per project.
@@ -235,5 +236,5 @@ void TestHintEngine::dailyCheck()
     QCOMPARE(HintEngine::dailyCheckDue(data, FakeClock(QDateTime(QDate(2026, 11, 16), time))), due);
 }
 
-QTEST_GUILESS_MAIN(TestHintEngine)
+PELLMORA_TEST_GUILESS_MAIN(TestHintEngine)
 #include "TestHintEngine.moc"

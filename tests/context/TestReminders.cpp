@@ -4,6 +4,7 @@
 #include "Reminders.h"
 
 #include <QtTest>
+#include "TestRegistry.h"
 
 using Auth = NotificationService::Authorisation;
 
@@ -264,5 +265,5 @@ void TestReminders::laterDate()
     QCOMPARE(Reminders::laterDate(now), expected);
 }
 
-QTEST_GUILESS_MAIN(TestReminders)
+PELLMORA_TEST_GUILESS_MAIN(TestReminders)
 #include "TestReminders.moc"

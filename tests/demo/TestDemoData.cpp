@@ -3,6 +3,7 @@
 
 #include "DemoData.h"
 #include "FakeClock.h"
+#include "TestRegistry.h"
 
 class TestDemoData : public QObject
 {
@@ -221,5 +222,5 @@ void TestDemoData::contentIndependentOfNow()
     QVERIFY(a.topics.isEmpty() && a.hints.isEmpty() && a.embeddings.isEmpty());
 }
 
-QTEST_GUILESS_MAIN(TestDemoData)
+PELLMORA_TEST_GUILESS_MAIN(TestDemoData)
 #include "TestDemoData.moc"

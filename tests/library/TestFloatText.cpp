@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "FloatText.h"
+#include "TestRegistry.h"
 
 // The library file's float conversions against the standard library's
 // (correctly rounded, shortest) ones.
@@ -236,5 +237,5 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(TestFloatText)
+PELLMORA_TEST_GUILESS_MAIN(TestFloatText)
 #include "TestFloatText.moc"

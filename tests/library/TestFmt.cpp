@@ -1,6 +1,7 @@
 #include "Fmt.h"
 
 #include <QTest>
+#include "TestRegistry.h"
 
 // The test environment runs in Europe/Zurich.
 class TestFmt : public QObject
@@ -71,5 +72,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestFmt)
+PELLMORA_TEST_GUILESS_MAIN(TestFmt)
 #include "TestFmt.moc"

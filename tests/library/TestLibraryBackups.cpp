@@ -8,6 +8,7 @@
 #include <QDir>
 #include <QTemporaryDir>
 #include <QTest>
+#include "TestRegistry.h"
 
 namespace {
 
@@ -243,5 +244,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestLibraryBackups)
+PELLMORA_TEST_GUILESS_MAIN(TestLibraryBackups)
 #include "TestLibraryBackups.moc"

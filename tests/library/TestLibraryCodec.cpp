@@ -7,6 +7,7 @@
 #include <QTimeZone>
 
 #include <limits>
+#include "TestRegistry.h"
 
 namespace {
 
@@ -460,5 +461,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestLibraryCodec)
+PELLMORA_TEST_GUILESS_MAIN(TestLibraryCodec)
 #include "TestLibraryCodec.moc"

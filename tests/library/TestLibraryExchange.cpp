@@ -2,6 +2,7 @@
 #include "LibraryImport.h"
 
 #include <QTest>
+#include "TestRegistry.h"
 
 Q_DECLARE_METATYPE(ImportFormat)
 Q_DECLARE_METATYPE(ExportFormat)
@@ -422,5 +423,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestLibraryExchange)
+PELLMORA_TEST_GUILESS_MAIN(TestLibraryExchange)
 #include "TestLibraryExchange.moc"

@@ -12,6 +12,7 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <unistd.h>
+#include "TestRegistry.h"
 
 namespace {
 
@@ -228,5 +229,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestLibraryStore)
+PELLMORA_TEST_GUILESS_MAIN(TestLibraryStore)
 #include "TestLibraryStore.moc"

@@ -3,6 +3,7 @@
 #include "TopicPalette.h"
 
 #include <QTest>
+#include "TestRegistry.h"
 
 namespace {
 
@@ -173,5 +174,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestRecords)
+PELLMORA_TEST_GUILESS_MAIN(TestRecords)
 #include "TestRecords.moc"

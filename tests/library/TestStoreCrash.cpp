@@ -11,6 +11,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 #include <QThread>
+#include "TestRegistry.h"
 
 namespace {
 
@@ -130,5 +131,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestStoreCrash)
+PELLMORA_TEST_GUILESS_MAIN(TestStoreCrash)
 #include "TestStoreCrash.moc"

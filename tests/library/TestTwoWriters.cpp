@@ -11,6 +11,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 #include <QThread>
+#include "TestRegistry.h"
 
 namespace {
 
@@ -231,5 +232,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestTwoWriters)
+PELLMORA_TEST_GUILESS_MAIN(TestTwoWriters)
 #include "TestTwoWriters.moc"

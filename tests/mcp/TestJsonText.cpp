@@ -6,6 +6,7 @@
 #include <QJsonObject>
 #include <QTest>
 #include <limits>
+#include "TestRegistry.h"
 
 void TestJsonText::writes_data()
 {
@@ -50,4 +51,4 @@ void TestJsonText::nonFiniteCannotBeWritten()
     QVERIFY(!JsonText::pretty(QJsonArray{std::numeric_limits<double>::quiet_NaN()}));
 }
 
-QTEST_GUILESS_MAIN(TestJsonText)
+PELLMORA_TEST_GUILESS_MAIN(TestJsonText)

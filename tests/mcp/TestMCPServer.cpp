@@ -9,6 +9,7 @@
 #include <QJsonObject>
 #include <QTemporaryDir>
 #include <QTest>
+#include "TestRegistry.h"
 
 namespace {
 
@@ -375,4 +376,4 @@ void TestMCPServer::configSnippet()
                             "\"/opt/p \"x\"/pellmora-cli\",\n      \"args\": [\"mcp\"]\n    }\n  }\n}"));
 }
 
-QTEST_GUILESS_MAIN(TestMCPServer)
+PELLMORA_TEST_GUILESS_MAIN(TestMCPServer)

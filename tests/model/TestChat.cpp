@@ -11,6 +11,7 @@
 #include "Embedder.h"
 #include "LocalHttpServer.h"
 #include "ModelClient.h"
+#include "TestRegistry.h"
 
 using namespace std::chrono_literals;
 
@@ -374,5 +375,5 @@ void TestChat::noAiSwitchesTheModelOff()
     QCOMPARE(m_server->requestCount("/api/chat"), 0);
 }
 
-QTEST_GUILESS_MAIN(TestChat)
+PELLMORA_TEST_GUILESS_MAIN(TestChat)
 #include "TestChat.moc"

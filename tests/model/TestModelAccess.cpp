@@ -15,6 +15,7 @@
 #include "SerialGate.h"
 #include "Summarizer.h"
 #include "WithTimeout.h"
+#include "TestRegistry.h"
 
 using namespace std::chrono_literals;
 
@@ -335,5 +336,5 @@ void TestModelAccess::noAiSwitchesTheModelOff()
     QVERIFY(!result.byAI);
 }
 
-QTEST_GUILESS_MAIN(TestModelAccess)
+PELLMORA_TEST_GUILESS_MAIN(TestModelAccess)
 #include "TestModelAccess.moc"

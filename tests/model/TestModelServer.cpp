@@ -16,6 +16,7 @@
 #include "SerialGate.h"
 #include "ServerEmbeddingSource.h"
 #include "Summarizer.h"
+#include "TestRegistry.h"
 
 using namespace std::chrono_literals;
 using Availability = AIStatus::Availability;
@@ -408,5 +409,5 @@ void TestModelServer::embeddings()
     QCOMPARE(source->vector("Hallo"), std::nullopt);
 }
 
-QTEST_GUILESS_MAIN(TestModelServer)
+PELLMORA_TEST_GUILESS_MAIN(TestModelServer)
 #include "TestModelServer.moc"

@@ -11,6 +11,7 @@
 #include "ModelClient.h"
 #include "TopicClusterer.h"
 #include "TopicPalette.h"
+#include "TestRegistry.h"
 
 using namespace std::chrono_literals;
 using Groups = QList<QList<qsizetype>>;
@@ -665,5 +666,5 @@ void TestTopicClusterer::withoutModel()
     QCOMPARE(m_server->requestCount("/api/chat"), 0);
 }
 
-QTEST_GUILESS_MAIN(TestTopicClusterer)
+PELLMORA_TEST_GUILESS_MAIN(TestTopicClusterer)
 #include "TestTopicClusterer.moc"

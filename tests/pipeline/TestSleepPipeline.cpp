@@ -8,6 +8,7 @@
 #include <QTest>
 
 #include <memory>
+#include "TestRegistry.h"
 
 namespace {
 
@@ -359,5 +360,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestSleepPipeline)
+PELLMORA_TEST_GUILESS_MAIN(TestSleepPipeline)
 #include "TestSleepPipeline.moc"

@@ -18,6 +18,7 @@
 #include <QThread>
 
 #include <memory>
+#include "TestRegistry.h"
 
 using Kind = SleepStage::Kind;
 
@@ -411,5 +412,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestSleepRun)
+PELLMORA_TEST_GUILESS_MAIN(TestSleepRun)
 #include "TestSleepRun.moc"

@@ -6,6 +6,7 @@
 #include <QJsonObject>
 #include <QSet>
 #include <QTest>
+#include "TestRegistry.h"
 
 using Kind = SleepStage::Kind;
 Q_DECLARE_METATYPE(SleepStage)
@@ -191,5 +192,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestSleepValues)
+PELLMORA_TEST_GUILESS_MAIN(TestSleepValues)
 #include "TestSleepValues.moc"

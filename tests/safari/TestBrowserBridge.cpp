@@ -2,6 +2,7 @@
 
 #include "FakeBrowserBridge.h"
 #include "SafariError.h"
+#include "TestRegistry.h"
 
 class TestBrowserBridge : public QObject
 {
@@ -86,5 +87,5 @@ void TestBrowserBridge::refusesWhenNotRunning()
     QCOMPARE(bridge.countTabs().error(), SafariError::permissionDenied());
 }
 
-QTEST_GUILESS_MAIN(TestBrowserBridge)
+PELLMORA_TEST_GUILESS_MAIN(TestBrowserBridge)
 #include "TestBrowserBridge.moc"

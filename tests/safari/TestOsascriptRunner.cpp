@@ -4,6 +4,7 @@
 
 #include "OsascriptRunner.h"
 #include "SafariBridge.h"
+#include "TestRegistry.h"
 
 namespace {
 
@@ -217,5 +218,5 @@ void TestOsascriptRunner::missingProgram()
     QVERIFY(!runner.isRunning(QStringLiteral("com.apple.Safari")));
 }
 
-QTEST_GUILESS_MAIN(TestOsascriptRunner)
+PELLMORA_TEST_GUILESS_MAIN(TestOsascriptRunner)
 #include "TestOsascriptRunner.moc"

@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "LocalHttpServer.h"
+#include "TestRegistry.h"
 
 using Response = LocalHttpServer::Response;
 
@@ -508,5 +509,5 @@ void TestPageFetcher::runsOnWorkerThreadWithoutMainLoop()
     QCOMPARE(texts.value(addresses.at(1)), QStringLiteral("Seite /y"));
 }
 
-QTEST_GUILESS_MAIN(TestPageFetcher)
+PELLMORA_TEST_GUILESS_MAIN(TestPageFetcher)
 #include "TestPageFetcher.moc"

@@ -2,6 +2,7 @@
 
 #include "FakeScriptRunner.h"
 #include "SafariBridge.h"
+#include "TestRegistry.h"
 
 namespace {
 
@@ -376,5 +377,5 @@ void TestSafariBridge::openWithWorkspace()
     without.openWithWorkspace(urls); // must not crash
 }
 
-QTEST_GUILESS_MAIN(TestSafariBridge)
+PELLMORA_TEST_GUILESS_MAIN(TestSafariBridge)
 #include "TestSafariBridge.moc"

@@ -5,6 +5,7 @@
 
 #include "Embedder.h"
 #include "SemanticSource.h"
+#include "TestRegistry.h"
 
 using namespace Qt::StringLiterals;
 
@@ -229,5 +230,5 @@ void TestEmbedder::ensureEmbeddings()
         QCOMPARE(data.embeddings.value(idText(tab.id)), semantic.vector(tab.searchableText()));
 }
 
-QTEST_GUILESS_MAIN(TestEmbedder)
+PELLMORA_TEST_GUILESS_MAIN(TestEmbedder)
 #include "TestEmbedder.moc"

@@ -3,6 +3,7 @@
 
 #include "Embedder.h"
 #include "SearchIndex.h"
+#include "TestRegistry.h"
 
 using namespace Qt::StringLiterals;
 
@@ -189,5 +190,5 @@ void TestSearchIndex::limitAndSearch()
     QVERIFY(index.search(u"velo"_qs, data, 0).isEmpty());
 }
 
-QTEST_GUILESS_MAIN(TestSearchIndex)
+PELLMORA_TEST_GUILESS_MAIN(TestSearchIndex)
 #include "TestSearchIndex.moc"

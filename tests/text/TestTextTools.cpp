@@ -1,6 +1,7 @@
 #include <QTest>
 
 #include "TextTools.h"
+#include "TestRegistry.h"
 
 using namespace Qt::StringLiterals;
 
@@ -328,5 +329,5 @@ void TestTextTools::stopWords()
     QVERIFY(!stops.contains(u"garten"_qs));
 }
 
-QTEST_GUILESS_MAIN(TestTextTools)
+PELLMORA_TEST_GUILESS_MAIN(TestTextTools)
 #include "TestTextTools.moc"
