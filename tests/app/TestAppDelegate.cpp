@@ -15,6 +15,7 @@
 #include "TestSupport.h"
 #include "TrayController.h"
 #include "WindowManager.h"
+#include "ViewHarness.h"
 #include "TestRegistry.h"
 
 // The delegate after launch: the first window, the tray following due
@@ -47,6 +48,7 @@ private:
 
 void TestAppDelegate::init()
 {
+    ViewHarness::failOnQmlWarnings();
     m_dir = std::make_unique<QTemporaryDir>();
     QVERIFY(m_dir->isValid());
     // The browser connection listens in the runtime folder: a private one.

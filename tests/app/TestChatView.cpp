@@ -38,7 +38,6 @@ private slots:
     void busyRowWhileAnswering();
     void scrollsToTheNewestEntry();
     void opensAtTheNewestEntry();
-    void renderPng();
 
 private:
     QList<SavedTab> addTabs(int count);
@@ -361,31 +360,6 @@ void TestChatView::opensAtTheNewestEntry()
     QTRY_COMPARE(transcript->property("contentY").toReal(),
                  transcript->property("contentHeight").toReal() - transcript->property("height").toReal());
     QVERIFY(m_harness->click(m_harness->findIn(QStringLiteral("message3"), QStringLiteral("openAll"))));
-}
-
-void TestChatView::renderPng()
-{
-    const QString folder = qEnvironmentVariable("PELLMORA_VIEW_PNG");
-    if (folder.isEmpty())
-        QSKIP("set PELLMORA_VIEW_PNG to a folder to get the pictures");
-    QVERIFY(m_harness->load(QStringLiteral("ChatView.qml")));
-    QVERIFY(m_harness->render().save(QDir(folder).filePath(QStringLiteral("chat-empty.png"))));
-
-    QList<SavedTab> tabs = addTabs(3);
-    tabs[0].title = QStringLiteral("The Rust Programming Language – Ownership");
-    ChatMessage question;
-    question.id = QUuid::createUuid();
-    question.text = QStringLiteral("Was habe ich zu Rust gespeichert?");
-    m_fixture->model().chatModel()->append(question);
-    appendAnswer(tabs, QStringLiteral("Drei Tabs passen zu deiner Frage nach Rust."));
-    m_fixture->holdAnswers(true);
-    m_fixture->model().ask(QStringLiteral("und zu Ownership?"));
-    QVERIFY(m_harness->type(QStringLiteral("questionField"), QStringLiteral("Borrow checker")));
-    QTRY_VERIFY(m_harness->find(QStringLiteral("message2")));
-    QTest::qWait(400);
-    QVERIFY(m_harness->render().save(QDir(folder).filePath(QStringLiteral("chat-answers.png"))));
-    m_fixture->holdAnswers(false);
-    QTRY_VERIFY(!m_fixture->model().chatBusy());
 }
 
 PELLMORA_TEST_MAIN(TestChatView)

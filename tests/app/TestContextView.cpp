@@ -44,7 +44,6 @@ private slots:
     void choosingStoresAtOnce();
     void searchHintsShowsTheNotice();
     void copiesTheConfiguration();
-    void renderPng();
     void sizeKnownBeforeTheFirstFrame();
 
 private:
@@ -353,27 +352,6 @@ void TestContextView::copiesTheConfiguration()
     QVERIFY(m_harness->click(QStringLiteral("copyConfig")));
     QCOMPARE(QGuiApplication::clipboard()->text(), AssistantConfig::snippet());
     QCOMPARE(m_harness->read(QStringLiteral("copyConfig"), "text").toString(), QStringLiteral("Kopiert ✓"));
-}
-
-void TestContextView::renderPng()
-{
-    const QString folder = qEnvironmentVariable("PELLMORA_VIEW_PNG");
-    if (folder.isEmpty())
-        QSKIP("set PELLMORA_VIEW_PNG to a folder to get the pictures");
-    const QString projects = makeProjects({QStringLiteral("pellmora/README.md"), QStringLiteral("garten/TODO.yaml")});
-    setContext([&](UserContext &c) {
-        c.folderPaths = {projects, QStringLiteral("/home/anna/Archiv/Alte Projekte")};
-        c.freeText = QStringLiteral("Ich baue eine Tab-Bibliothek mit Qt und lerne Rust.");
-    });
-    QVERIFY(m_harness->load(QStringLiteral("ContextView.qml")));
-    QVERIFY(m_harness->render().save(QDir(folder).filePath(QStringLiteral("context.png"))));
-    QVERIFY(m_harness->click(QStringLiteral("editFreeText")));
-    QVERIFY(m_harness->type(QStringLiteral("freeTextEditor"), QStringLiteral(" Und Garten.")));
-    QVERIFY(m_harness->click(QStringLiteral("searchHints")));
-    m_harness->view()->resize(m_harness->view()->width(), qCeil(m_harness->root()->implicitHeight()));
-    QTRY_VERIFY(m_harness->view()->height() == qCeil(m_harness->root()->implicitHeight()));
-    QTest::qWait(200);
-    QVERIFY(m_harness->render().save(QDir(folder).filePath(QStringLiteral("context-editing.png"))));
 }
 
 void TestContextView::sizeKnownBeforeTheFirstFrame()

@@ -12,7 +12,10 @@
 #include <memory>
 
 #include "MainMenu.h"
+#include "AppModelFixture.h"
+#include "AppModelForeign.h"
 #include "QmlModule.h"
+#include "ViewHarness.h"
 #include "WindowManager.h"
 #include "TestRegistry.h"
 
@@ -43,6 +46,7 @@ private:
 
     std::unique_ptr<QTemporaryDir> m_dir;
     std::unique_ptr<QSettings> m_settings;
+    std::unique_ptr<AppModelFixture> m_fixture;
     std::unique_ptr<QQmlEngine> m_engine;
     std::unique_ptr<MainMenu> m_menu;
     std::unique_ptr<WindowManager> m_windows;
@@ -54,6 +58,10 @@ void TestMainMenu::init()
     QVERIFY(m_dir->isValid());
     m_settings = std::make_unique<QSettings>(m_dir->filePath(QStringLiteral("settings.ini")),
                                              QSettings::IniFormat);
+    ViewHarness::failOnQmlWarnings();
+    // The views read the application model, as in the running app.
+    m_fixture = std::make_unique<AppModelFixture>();
+    AppModelForeign::setInstance(&m_fixture->model());
     m_engine = std::make_unique<QQmlEngine>();
     QmlModule::prepare(*m_engine);
     m_menu = std::make_unique<MainMenu>(nullptr);
@@ -65,6 +73,8 @@ void TestMainMenu::cleanup()
 {
     m_windows.reset();
     m_engine.reset();
+    AppModelForeign::setInstance(nullptr);
+    m_fixture.reset();
     m_menu.reset();
     m_settings.reset();
     m_dir.reset();

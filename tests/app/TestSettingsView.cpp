@@ -46,7 +46,6 @@ private slots:
     void browsersLine_data();
     void browsersLine();
     void sizeKnownBeforeTheFirstFrame();
-    void renderPng();
 
 private:
     // The model server settings go to the per-user store: keep them private.
@@ -319,20 +318,6 @@ void TestSettingsView::sizeKnownBeforeTheFirstFrame()
     QTRY_VERIFY(m_harness->text(QStringLiteral("aiStatus")) != u"…");
     QTest::qWait(100);
     QCOMPARE(before, QSizeF(m_harness->root()->implicitWidth(), m_harness->root()->implicitHeight()));
-}
-
-void TestSettingsView::renderPng()
-{
-    const QString folder = qEnvironmentVariable("PELLMORA_VIEW_PNG");
-    if (folder.isEmpty())
-        QSKIP("set PELLMORA_VIEW_PNG to a folder to get the pictures");
-    SleepOptions options = m_fixture->model().options();
-    options.pinnedDomains = {QStringLiteral("mail.google.com"), QStringLiteral("notion.so")};
-    options.keepPinned = true;
-    m_fixture->model().setOptions(options);
-    QVERIFY(m_harness->load(QStringLiteral("SettingsView.qml")));
-    QTRY_VERIFY(m_harness->text(QStringLiteral("aiStatus")) != u"…");
-    QVERIFY(m_harness->render().save(QDir(folder).filePath(QStringLiteral("settings.png"))));
 }
 
 PELLMORA_TEST_MAIN(TestSettingsView)

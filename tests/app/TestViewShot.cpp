@@ -9,6 +9,7 @@
 #include "Library.h"
 #include "SelfTestSession.h"
 #include "ViewShot.h"
+#include "ViewHarness.h"
 #include "TestRegistry.h"
 
 // The views as the self-test modes build them, in a sandbox session with
@@ -36,6 +37,7 @@ void TestViewShot::initTestCase()
 
 void TestViewShot::init()
 {
+    ViewHarness::failOnQmlWarnings();
     Result<std::unique_ptr<SelfTestSession>> created = SelfTestSession::create(QStringLiteral("pellmora-viewshot-"));
     QVERIFY2(created.ok(), qPrintable(created.error()));
     m_session = std::move(created).value();

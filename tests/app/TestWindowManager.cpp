@@ -10,7 +10,10 @@
 
 #include <memory>
 
+#include "AppModelFixture.h"
+#include "AppModelForeign.h"
 #include "QmlModule.h"
+#include "ViewHarness.h"
 #include "WindowManager.h"
 #include "TestRegistry.h"
 
@@ -39,6 +42,7 @@ private:
 
     std::unique_ptr<QTemporaryDir> m_dir;
     std::unique_ptr<QSettings> m_settings;
+    std::unique_ptr<AppModelFixture> m_fixture;
     std::unique_ptr<QQmlEngine> m_engine;
 };
 
@@ -48,6 +52,10 @@ void TestWindowManager::init()
     QVERIFY(m_dir->isValid());
     m_settings = std::make_unique<QSettings>(m_dir->filePath(QStringLiteral("settings.ini")),
                                              QSettings::IniFormat);
+    ViewHarness::failOnQmlWarnings();
+    // The views read the application model, as in the running app.
+    m_fixture = std::make_unique<AppModelFixture>();
+    AppModelForeign::setInstance(&m_fixture->model());
     m_engine = std::make_unique<QQmlEngine>();
     QmlModule::prepare(*m_engine);
 }
@@ -55,6 +63,8 @@ void TestWindowManager::init()
 void TestWindowManager::cleanup()
 {
     m_engine.reset();
+    AppModelForeign::setInstance(nullptr);
+    m_fixture.reset();
     m_settings.reset();
     m_dir.reset();
 }

@@ -4,6 +4,7 @@
 #include <QQmlEngine>
 #include <QQuickItem>
 #include <QQuickView>
+#include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -13,6 +14,7 @@
 
 ViewHarness::ViewHarness()
 {
+    failOnQmlWarnings();
     // Grabbing offscreen needs the software scene graph, chosen before the first window.
     static const bool software = [] {
         QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
@@ -36,6 +38,13 @@ ViewHarness::~ViewHarness()
     m_engine.reset();
     if (m_model)
         AppModelForeign::setInstance(nullptr);
+}
+
+void ViewHarness::failOnQmlWarnings()
+{
+    static const QRegularExpression broken(
+        QStringLiteral("TypeError|ReferenceError|Unable to assign|[Bb]inding loop detected"));
+    QTest::failOnWarning(broken);
 }
 
 bool ViewHarness::load(const QString &viewFile, QSizeF *sizeBeforeShow, const QVariantMap &initial,

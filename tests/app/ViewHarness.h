@@ -26,6 +26,11 @@ public:
     explicit ViewHarness(AppModel &model);
     ~ViewHarness();
 
+    // Makes the running test function (or, called from init(), each one)
+    // fail on the warnings that broken QML prints: type and reference
+    // errors, failed assignments, binding loops.
+    static void failOnQmlWarnings();
+
     // A file of the QML module's views folder; false (with the errors
     // logged) when it does not load or show. The window takes the root's
     // size unless `windowSize` is given, then the root takes the window's.
