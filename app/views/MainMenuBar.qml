@@ -71,6 +71,11 @@ MenuBar {
                 checked = Qt.binding(() => MainMenu.demoMode)
             }
         }
+        Action {
+            text: "Eigene Bibliothek zurückholen"
+            enabled: MainMenu.ownLibraryKept
+            onTriggered: MainMenu.bringBackOwnLibrary()
+        }
         MenuSeparator {}
         Action { text: "Bibliothek leeren …"; onTriggered: MainMenu.clearLibrary() }
     }
