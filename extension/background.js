@@ -8,7 +8,7 @@ const api = globalThis.browser ?? globalThis.chrome;
 
 const HOST = "app.pellmora.browser";
 const PROTOCOL = 1;
-const FIRST_RETRY_MS = 1000;
+const FIRST_RETRY_MS = 250;
 const LAST_RETRY_MS = 60000;
 // Any extension call resets the idle timers of service workers and event
 // pages; a quiet browser would otherwise unload us and drop the host.
