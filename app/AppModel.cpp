@@ -808,6 +808,11 @@ void AppModel::bringBackOwnLibrary()
 {
     const LibraryBackups backups(m_library->store().filePath(), *m_clock);
     if (backups.hasKept()) {
+        // A running sleep writes into the library it started on.
+        if (isSleepRunning()) {
+            setNotice(QStringLiteral("Die eigene Bibliothek lässt sich zurückholen, sobald die Tabs schlafen."));
+            return;
+        }
         const Status back = backups.bringBackKept();
         if (!back) {
             setNotice(back.error());
