@@ -141,6 +141,10 @@ void AppDelegate::buildMainMenu()
     });
     connect(m_menu.get(), &MainMenu::toggleDemoRequested, model,
             [model] { model->setDemoMode(!model->demoMode()); });
+    connect(m_menu.get(), &MainMenu::bringBackOwnLibraryRequested, model, [model, windows] {
+        model->bringBackOwnLibrary();
+        windows->showLibrary();
+    });
     connect(m_menu.get(), &MainMenu::clearLibraryRequested, model, &AppModel::clearLibrary);
     connect(m_menu.get(), &MainMenu::importRequested, this, &AppDelegate::importFile);
     connect(m_menu.get(), &MainMenu::exportRequested, this, &AppDelegate::exportFile);
@@ -149,6 +153,12 @@ void AppDelegate::buildMainMenu()
     m_menu->setDemoMode(model->demoMode());
     connect(model, &AppModel::demoModeChanged, m_menu.get(),
             [this, model] { m_menu->setDemoMode(model->demoMode()); });
+    m_menu->setOwnLibraryKept(model->ownLibraryKept());
+    connect(model, &AppModel::ownLibraryKeptChanged, m_menu.get(),
+            [this, model] { m_menu->setOwnLibraryKept(model->ownLibraryKept()); });
+    m_menu->setAskBeforeDemo(model->demoReplacesOwnTabs());
+    connect(model, &AppModel::libraryChanged, m_menu.get(),
+            [this, model] { m_menu->setAskBeforeDemo(model->demoReplacesOwnTabs()); });
     // Queued: the menu that sent it is inside a window about to go away.
     connect(m_menu.get(), &MainMenu::quitRequested, qApp, &QCoreApplication::quit,
             Qt::QueuedConnection);
@@ -196,6 +206,11 @@ void AppDelegate::buildStatusItem()
             Qt::QueuedConnection);
     connect(m_tray.get(), &TrayController::popoverAboutToShow, m_model.get(),
             &AppModel::refreshLiveCount);
+    AppModel *model = m_model.get();
+    TrayController *tray = m_tray.get();
+    connect(model, &AppModel::sleepStageChanged, tray,
+            [model, tray] { tray->setHeldOpen(model->isSleepRunning()); });
+    connect(tray, &TrayController::popoverVisibleChanged, model, &AppModel::setPopoverOpen);
     m_tray->show();
 }
 

@@ -25,6 +25,7 @@
 #include "HintEngine.h"
 #include "LaunchAtLogin.h"
 #include "Library.h"
+#include "LibraryBackups.h"
 #include "LiveLibraryAccess.h"
 #include "Reminders.h"
 #include "SearchIndex.h"
@@ -130,6 +131,7 @@ AppModel::AppModel(Services services, QObject *parent)
     m_aiAvailable = services.aiAvailable ? services.aiAvailable() : AIStatus::isAvailable();
     m_launchAtLogin = LaunchAtLogin(m_autostartFolder).isEnabled();
     loadSettings();
+    m_ownLibraryKept = LibraryBackups(m_library->store().filePath(), *m_clock).hasKept();
 
     m_searchTimer.setSingleShot(true);
     m_searchTimer.setInterval(m_searchDelayMs);
@@ -275,6 +277,10 @@ void AppModel::setSafariConnected(bool connected)
 
 void AppModel::setDemoMode(bool on)
 {
+    if (!on && m_demoMode && m_ownLibraryKept) {
+        bringBackOwnLibrary();
+        return;
+    }
     m_settings->setValue(kDemoKey, on);
     if (on == m_demoMode)
         return;
@@ -545,6 +551,10 @@ void AppModel::finishSleepRun(quint64 run, bool demo, const SleepStage &stage, b
         setSleepStage(stage);
         if (stage.kind == SleepStage::Kind::done)
             selectFirstTopic();
+        if (!m_popoverOpen && m_notifications)
+            Reminders::postResult(*m_notifications, stage.kind == SleepStage::Kind::done
+                                                        ? QStringLiteral("✓ ") + stage.stats.sentence()
+                                                        : stage.message);
     }
     Q_EMIT sleepRunEnded();
 }
@@ -771,6 +781,54 @@ void AppModel::regroupTopics()
         });
 }
 
+bool AppModel::demoReplacesOwnTabs() const
+{
+    return DemoData::holdsOwnTabs(m_library->data());
+}
+
+void AppModel::refreshOwnLibraryKept()
+{
+    const bool kept = LibraryBackups(m_library->store().filePath(), *m_clock).hasKept();
+    if (kept == m_ownLibraryKept)
+        return;
+    m_ownLibraryKept = kept;
+    Q_EMIT ownLibraryKeptChanged();
+}
+
+void AppModel::backUpBeforeReplace()
+{
+    // The replacement goes ahead either way: the user asked for it, and a
+    // library file that does not read has nothing worth copying.
+    const Status copied = LibraryBackups(m_library->store().filePath(), *m_clock).backUpBeforeReplace();
+    if (!copied)
+        qCWarning(lcAppModel) << "no backup before replacing the library:" << copied.error();
+}
+
+void AppModel::bringBackOwnLibrary()
+{
+    const LibraryBackups backups(m_library->store().filePath(), *m_clock);
+    if (backups.hasKept()) {
+        // A running sleep writes into the library it started on.
+        if (isSleepRunning()) {
+            setNotice(QStringLiteral("Die eigene Bibliothek lässt sich zurückholen, sobald die Tabs schlafen."));
+            return;
+        }
+        const Status back = backups.bringBackKept();
+        if (!back) {
+            setNotice(back.error());
+            return;
+        }
+        m_library->reload();
+        refreshOwnLibraryKept();
+        setSelection(SidebarSelection::all());
+        selectFirstTopic();
+        const qsizetype tabs = m_library->data().tabs.size();
+        setNotice(QStringLiteral("Eigene Bibliothek zurückgeholt: ") + QString::number(tabs)
+                  + (tabs == 1 ? QStringLiteral(" Tab.") : QStringLiteral(" Tabs.")));
+    }
+    setDemoMode(false);
+}
+
 void AppModel::loadDemoData()
 {
     ++m_work->pending;
@@ -788,7 +846,19 @@ void AppModel::loadDemoData()
         },
         [this](const LibraryData &data) {
             --m_work->pending;
+            const LibraryBackups backups(m_library->store().filePath(), *m_clock);
+            // Only the user's own library is kept: over a kept one lies the
+            // demo library, or what was added to it, and that goes to the backups.
+            if (!backups.hasKept() && DemoData::holdsOwnTabs(m_library->data())) {
+                if (const Status kept = backups.keepAside(); !kept) {
+                    setNotice(kept.error());
+                    Q_EMIT demoDataLoaded();
+                    return;
+                }
+            }
+            backUpBeforeReplace();
             m_library->replace(data);
+            refreshOwnLibraryKept();
             setDemoMode(true);
             selectFirstTopic();
             setNotice(QStringLiteral("Beispiel-Daten geladen: ") + QString::number(data.tabs.size())
@@ -802,6 +872,7 @@ void AppModel::clearLibrary()
 {
     LibraryData empty;
     empty.context = m_library->data().context;
+    backUpBeforeReplace();
     m_library->replace(empty);
     setSelection(SidebarSelection::all());
 }

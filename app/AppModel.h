@@ -71,6 +71,8 @@ class AppModel : public QObject
     Q_PROPERTY(QVariant liveWindows READ liveWindowsValue NOTIFY liveWindowsChanged)
     Q_PROPERTY(QVariant safariMessage READ safariMessageValue NOTIFY safariMessageChanged)
     Q_PROPERTY(bool demoMode READ demoMode WRITE setDemoMode NOTIFY demoModeChanged)
+    // The user's own library lies aside while the demo library stands in for it.
+    Q_PROPERTY(bool ownLibraryKept READ ownLibraryKept NOTIFY ownLibraryKeptChanged)
     Q_PROPERTY(ChatModel *chat READ chatModel CONSTANT)
     Q_PROPERTY(bool chatBusy READ chatBusy NOTIFY chatBusyChanged)
     // Null when there is nothing to say; views set it back to null.
@@ -135,6 +137,9 @@ public:
     // Only the popover sets the stage (back to idle).
     void setSleepStage(const SleepStage &stage);
     bool isSleepRunning() const;
+    // Whether the popover, which shows a run's outcome, is open; when it is
+    // not, the outcome comes as a notification.
+    void setPopoverOpen(bool open) { m_popoverOpen = open; }
     const SleepOptions &options() const { return m_options; }
     void setOptions(const SleepOptions &options);
     bool safariConnected() const { return m_safariConnected; }
@@ -143,7 +148,11 @@ public:
     std::optional<int> liveWindows() const { return m_liveWindows; }
     const std::optional<QString> &safariMessage() const { return m_safariMessage; }
     bool demoMode() const { return m_demoMode; }
+    // Switching off brings back the user's own library, if one lies aside.
     void setDemoMode(bool on);
+    bool ownLibraryKept() const { return m_ownLibraryKept; }
+    // Loading the demo library over this one must be confirmed first.
+    Q_INVOKABLE bool demoReplacesOwnTabs() const;
     const QList<ChatMessage> &chat() const { return m_chat; }
     bool chatBusy() const { return m_chatBusy; }
     const std::optional<QString> &notice() const { return m_notice; }
@@ -190,7 +199,11 @@ public Q_SLOTS:
     int generateHints(bool notify);
     void dailyHintCheck();
     void regroupTopics();
+    // The user's own tabs are kept aside whole and come back when demo mode
+    // goes off; every replacement leaves a copy in the backups.
     void loadDemoData();
+    // Puts the kept library back and leaves demo mode.
+    void bringBackOwnLibrary();
     void clearLibrary();
     void setLaunchAtLogin(bool on);
     void addContextFolder(const QString &path);
@@ -222,6 +235,7 @@ Q_SIGNALS:
     void liveWindowsChanged();
     void safariMessageChanged();
     void demoModeChanged();
+    void ownLibraryKeptChanged();
     void chatChanged();
     void chatBusyChanged();
     void noticeChanged();
@@ -246,6 +260,9 @@ private:
     void applyStage(quint64 run, const SleepStage &stage);
     void setLiveCounts(std::optional<int> tabs, std::optional<int> windows);
     void setSafariMessage(const std::optional<QString> &message);
+    void refreshOwnLibraryKept();
+    // Copies the library file into the backups before it is replaced whole.
+    void backUpBeforeReplace();
     void setChatBusy(bool busy);
     void appendChat(const ChatMessage &message);
     void setSearchResults(const QList<SavedTab> &results);
@@ -298,6 +315,8 @@ private:
     std::optional<int> m_liveWindows;
     std::optional<QString> m_safariMessage;
     bool m_demoMode = false;
+    bool m_ownLibraryKept = false;
+    bool m_popoverOpen = false;
     QList<ChatMessage> m_chat;
     bool m_chatBusy = false;
     std::optional<QString> m_notice;

@@ -6,6 +6,7 @@
 
 #include "Fmt.h"
 #include "Library.h"
+#include "LibraryBackups.h"
 
 namespace {
 
@@ -60,8 +61,11 @@ Result<QString> applyImport(Library &library, const ImportResult &import, const 
         return Result<QString>::failure(import.problems.first().message);
     // Merged on the library as it is now, so changes made while reading stay.
     const MergedImport merged = LibraryImport::merge(library.data(), import, now);
-    if (!merged.newTabIds.isEmpty())
+    if (!merged.newTabIds.isEmpty()) {
+        // A large import is undone by restoring the copy taken here.
+        LibraryBackups(library.store().filePath()).backUpBeforeReplace();
         library.replace(merged.library);
+    }
     return counted(merged.newTabIds.size(), "Tab", "Tabs") + QStringLiteral(" in ")
         + counted(merged.newWindows, "Fenster", "Fenstern") + QStringLiteral(" importiert, ")
         + Fmt::number(merged.skipped) + QStringLiteral(" bereits gespeichert, ")

@@ -56,7 +56,37 @@ void MainMenu::about()
     m_about->activateWindow();
 }
 
+void MainMenu::setOwnLibraryKept(bool kept)
+{
+    if (kept == m_ownLibraryKept)
+        return;
+    m_ownLibraryKept = kept;
+    emit ownLibraryKeptChanged();
+}
+
 void MainMenu::clearLibrary()
+{
+    confirm(QStringLiteral("Bibliothek leeren?"),
+            QStringLiteral("Alle gespeicherten Tabs, Notizen und Erinnerungen werden aus Pellmora "
+                           "gelöscht. Safari bleibt, wie es ist."),
+            QStringLiteral("Leeren"), &MainMenu::clearLibraryRequested);
+}
+
+void MainMenu::loadDemo()
+{
+    if (!m_askBeforeDemo) {
+        emit loadDemoRequested();
+        return;
+    }
+    confirm(QStringLiteral("Beispiel-Daten laden?"),
+            QStringLiteral("Die Beispiel-Daten treten an die Stelle deiner gespeicherten Tabs. Deine "
+                           "Bibliothek wird ganz beiseitegelegt und kommt zurück, wenn du den Demo-Modus "
+                           "ausschaltest oder im Menü Hilfe «Eigene Bibliothek zurückholen» wählst."),
+            QStringLiteral("Laden"), &MainMenu::loadDemoRequested);
+}
+
+void MainMenu::confirm(const QString &text, const QString &informative, const QString &accept,
+                       void (MainMenu::*accepted)())
 {
     if (m_confirmation) {
         m_confirmation->raise();
@@ -65,18 +95,16 @@ void MainMenu::clearLibrary()
     auto *box = new QMessageBox;
     box->setIcon(QMessageBox::Warning);
     box->setWindowTitle(QStringLiteral("Pellmora"));
-    box->setText(QStringLiteral("Bibliothek leeren?"));
-    box->setInformativeText(QStringLiteral(
-        "Alle gespeicherten Tabs, Notizen und Erinnerungen werden aus Pellmora gelöscht. "
-        "Safari bleibt, wie es ist."));
-    QPushButton *clear = box->addButton(QStringLiteral("Leeren"), QMessageBox::AcceptRole);
+    box->setText(text);
+    box->setInformativeText(informative);
+    QPushButton *yes = box->addButton(accept, QMessageBox::AcceptRole);
     box->addButton(QStringLiteral("Abbrechen"), QMessageBox::RejectRole);
-    box->setDefaultButton(clear);
+    box->setDefaultButton(yes);
     box->setAttribute(Qt::WA_DeleteOnClose);
     // Not a nested loop: the answer arrives as a signal.
-    connect(box, &QMessageBox::buttonClicked, this, [this, clear](QAbstractButton *button) {
-        if (button == clear)
-            emit clearLibraryRequested();
+    connect(box, &QMessageBox::buttonClicked, this, [this, yes, accepted](QAbstractButton *button) {
+        if (button == yes)
+            emit(this->*accepted)();
     });
     m_confirmation = box;
     box->setWindowModality(Qt::ApplicationModal);

@@ -20,6 +20,8 @@ class MainMenu : public QObject
     QML_ELEMENT
     QML_SINGLETON
     Q_PROPERTY(bool demoMode READ demoMode NOTIFY demoModeChanged)
+    // Whether the user's own library lies aside, to be brought back.
+    Q_PROPERTY(bool ownLibraryKept READ ownLibraryKept NOTIFY ownLibraryKeptChanged)
 
 public:
     // Not default-constructible on purpose: QML would otherwise build its
@@ -36,7 +38,14 @@ public:
     // The check mark of the demo item always shows the model's mode.
     void setDemoMode(bool on);
 
-    // The open confirmation of "Bibliothek leeren …", if one is shown.
+    bool ownLibraryKept() const { return m_ownLibraryKept; }
+    void setOwnLibraryKept(bool kept);
+    // Set while the library holds the user's own tabs: loading the demo
+    // data over them asks first.
+    void setAskBeforeDemo(bool ask) { m_askBeforeDemo = ask; }
+
+    // The open confirmation of "Bibliothek leeren …" or of loading the demo
+    // data, if one is shown.
     QMessageBox *confirmation() const { return m_confirmation.data(); }
 
     Q_INVOKABLE void about();
@@ -50,13 +59,16 @@ public:
     Q_INVOKABLE void findHints() { emit findHintsRequested(); }
     Q_INVOKABLE void importLibrary();
     Q_INVOKABLE void exportLibrary();
-    Q_INVOKABLE void loadDemo() { emit loadDemoRequested(); }
+    // Asks first while the library holds the user's own tabs.
+    Q_INVOKABLE void loadDemo();
     Q_INVOKABLE void toggleDemo() { emit toggleDemoRequested(); }
+    Q_INVOKABLE void bringBackOwnLibrary() { emit bringBackOwnLibraryRequested(); }
     // Asks first; only "Leeren" sends clearLibraryRequested.
     Q_INVOKABLE void clearLibrary();
 
 signals:
     void demoModeChanged();
+    void ownLibraryKeptChanged();
     void openSettingsRequested();
     void hideRequested();
     void quitRequested();
@@ -69,10 +81,17 @@ signals:
     void exportRequested(const QString &filePath);
     void loadDemoRequested();
     void toggleDemoRequested();
+    void bringBackOwnLibraryRequested();
     void clearLibraryRequested();
 
 private:
+    // A modal question whose first button (the default) sends `accepted`.
+    void confirm(const QString &text, const QString &informative, const QString &accept,
+                 void (MainMenu::*accepted)());
+
     bool m_demoMode = false;
+    bool m_ownLibraryKept = false;
+    bool m_askBeforeDemo = false;
     QPointer<QMessageBox> m_confirmation;
     QPointer<QMessageBox> m_about;
     static QHash<QQmlEngine *, QPointer<MainMenu>> s_attached;

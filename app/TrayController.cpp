@@ -94,6 +94,16 @@ QString TrayController::toolTip() const
     return m_tray->toolTip();
 }
 
+void TrayController::setHeldOpen(bool held)
+{
+    if (held == m_heldOpen)
+        return;
+    m_heldOpen = held;
+    // Taking the focus back lets the next click elsewhere close it again.
+    if (!held && isPopoverVisible() && !m_popover->isActive())
+        m_popover->requestActivate();
+}
+
 bool TrayController::isPopoverVisible() const
 {
     return m_popover && m_popover->isVisible();
@@ -144,10 +154,11 @@ void TrayController::ensurePopover()
     forwardFromPopover(view->rootObject(), "openLibrary()", SLOT(onPopoverOpenLibrary()));
     forwardFromPopover(view->rootObject(), "openChat()", SLOT(onPopoverOpenChat()));
     // Transient: a click elsewhere takes the focus and closes it.
-    connect(view, &QWindow::activeChanged, view, [view] {
-        if (!view->isActive())
+    connect(view, &QWindow::activeChanged, view, [this, view] {
+        if (!view->isActive() && !m_heldOpen)
             view->hide();
     });
+    connect(view, &QWindow::visibleChanged, this, &TrayController::popoverVisibleChanged);
     m_popover = view;
 }
 

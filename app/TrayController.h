@@ -43,6 +43,10 @@ public:
     // the popover and asks for that window.
     void setPopoverSource(const QUrl &source) { m_popoverSource = source; }
 
+    // While held (a sleep run is under way) the popover stays open when
+    // another window takes the focus, as the browser does when its tabs close.
+    void setHeldOpen(bool held);
+
     bool isPopoverVisible() const;
     void togglePopover();
     void hidePopover();
@@ -52,6 +56,7 @@ public:
 signals:
     // Sent just before the popover opens, so the owner can refresh live counts.
     void popoverAboutToShow();
+    void popoverVisibleChanged(bool visible);
     void openLibraryRequested();
     void openChatRequested();
     void openContextRequested();
@@ -73,5 +78,6 @@ private:
     QPointer<QQuickView> m_popover;
     QUrl m_popoverSource;
     int m_badgeCount = 0;
+    bool m_heldOpen = false;
     QString m_title;
 };

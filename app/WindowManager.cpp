@@ -119,16 +119,24 @@ QQuickView *WindowManager::create(const WindowSetup &setup)
         return nullptr;
     }
 
+    const QScreen *screen = QGuiApplication::primaryScreen();
+    const QRect available = screen ? screen->availableGeometry() : QRect();
     if (setup.sizedByContent()) {
         const QSize content(qCeil(root->implicitWidth()), qCeil(root->implicitHeight()));
-        view->resize(content);
-        view->setMinimumSize(content);
-        view->setMaximumSize(content);
+        const QSize size = fitted(content, available);
+        // Measured at its own size; from now on the view follows the window,
+        // so that on a small screen it scrolls.
+        view->setResizeMode(QQuickView::SizeRootObjectToView);
+        view->resize(size);
+        view->setMinimumSize(size);
+        view->setMaximumSize(size);
     } else {
         // The sizes are those of the view; the menu bar comes on top.
         const QSize bar(0, qCeil(menuBarHeight(view)));
-        view->resize(setup.size + bar);
-        view->setMinimumSize(setup.minimumSize + bar);
+        view->resize(fitted(setup.size + bar, available));
+        view->setMinimumSize(fitted(setup.minimumSize + bar, available));
+        // Below its minimum the view scrolls rather than squeezes.
+        view->rootObject()->setProperty("minimumContentSize", QSizeF(setup.minimumSize));
     }
     restoreFrame(view, setup);
 
@@ -154,6 +162,14 @@ qreal WindowManager::menuBarHeight(const QQuickView *view)
     return bar ? bar->height() : 0;
 }
 
+QSize WindowManager::fitted(const QSize &wanted, const QRect &available)
+{
+    if (!available.isValid())
+        return wanted;
+    const QSize room = (available.size() - decoration).expandedTo(QSize(1, 1));
+    return wanted.boundedTo(room);
+}
+
 void WindowManager::hideAll()
 {
     for (const QPointer<QQuickView> &view : std::as_const(m_windows)) {
@@ -170,9 +186,12 @@ void WindowManager::restoreFrame(QQuickView *view, const WindowSetup &setup)
         [&](const QScreen *screen) { return screen->geometry().intersects(saved); });
     if (saved.isValid() && onAScreen) {
         // A content-sized window keeps its own size; only its place is remembered.
+        // A frame saved on a larger screen shrinks to this one.
+        const QScreen *on = QGuiApplication::screenAt(saved.center());
+        const QRect room = on ? on->availableGeometry() : QRect();
         const QSize size = setup.sizedByContent()
             ? view->size()
-            : saved.size().expandedTo(view->minimumSize());
+            : fitted(saved.size(), room).expandedTo(view->minimumSize());
         view->setGeometry(QRect(saved.topLeft(), size));
         return;
     }

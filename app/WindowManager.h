@@ -42,6 +42,12 @@ public:
     static QQuickItem *content(const QQuickView *view);
     static qreal menuBarHeight(const QQuickView *view);
 
+    // A window's size bounded by the screen's free area, leaving room for the
+    // window manager's title bar and border, which the size does not include.
+    // What no longer fits scrolls inside the window.
+    static QSize fitted(const QSize &wanted, const QRect &available);
+    static constexpr QSize decoration{16, 48};
+
     // Hides every window; the next show call brings each one back.
     void hideAll();
 

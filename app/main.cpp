@@ -2,7 +2,10 @@
 
 #include <optional>
 
+#include <QLibraryInfo>
+#include <QLocale>
 #include <QStringList>
+#include <QTranslator>
 
 #include "AppDelegate.h"
 #include "MoonIcon.h"
@@ -35,6 +38,13 @@ int main(int argc, char *argv[])
     SingleInstance instance;
     if (instance.claim() == SingleInstance::Role::Activated)
         return 0;
+
+    // Qt's own dialogs and buttons (the file chooser, "Abbrechen") speak the
+    // application's language; without the catalogue they stay English.
+    QTranslator qtTexts;
+    if (qtTexts.load(QLocale(QLocale::German, QLocale::Switzerland), QStringLiteral("qt"), QStringLiteral("_"),
+                     QLibraryInfo::path(QLibraryInfo::TranslationsPath)))
+        QApplication::installTranslator(&qtTexts);
 
     AppDelegate delegate;
     QObject::connect(&instance, &SingleInstance::activationRequested, &delegate,

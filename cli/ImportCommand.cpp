@@ -3,6 +3,7 @@
 #include "CliCommand.h"
 #include "Clock.h"
 #include "Fmt.h"
+#include "LibraryBackups.h"
 #include "LibraryImport.h"
 #include "LibraryStore.h"
 
@@ -99,6 +100,8 @@ int runImportCommand(const QStringList &args)
     const LibraryStore store = LibraryStore::standard();
     const MergedImport merged = LibraryImport::merge(store.load(), parsed, Clock::system().now());
     if (!merged.newTabIds.isEmpty()) {
+        // A large import is undone by restoring the copy taken here.
+        LibraryBackups(store.filePath()).backUpBeforeReplace();
         const Status saved = store.save(merged.library);
         if (!saved) {
             err << saved.error() << Qt::endl;

@@ -23,7 +23,8 @@ set(PELLMORA_TEST_ENV
     LANG=C.UTF-8
     LC_ALL=C.UTF-8
     TZ=Europe/Zurich
-    QT_QPA_PLATFORM=offscreen
+    # a desktop-sized screen: windows are bounded by the screen they open on
+    QT_QPA_PLATFORM=offscreen:configfile=${PROJECT_SOURCE_DIR}/tests/fakes/offscreen-screen.json
     PELLMORA_NO_NOTIFICATIONS=1
     XDG_DATA_HOME=${CMAKE_BINARY_DIR}/test-home/data
     XDG_CONFIG_HOME=${CMAKE_BINARY_DIR}/test-home/config

@@ -8,7 +8,7 @@ const api = globalThis.browser ?? globalThis.chrome;
 
 const HOST = "app.pellmora.browser";
 const PROTOCOL = 1;
-const FIRST_RETRY_MS = 1000;
+const FIRST_RETRY_MS = 250;
 const LAST_RETRY_MS = 60000;
 // Any extension call resets the idle timers of service workers and event
 // pages; a quiet browser would otherwise unload us and drop the host.
@@ -37,15 +37,10 @@ async function instanceId() {
     return instance;
 }
 
-// The browser's own start page counts as an empty tab, like an empty
-// address: there is nothing to keep and it cannot be opened by an extension.
-const START_PAGES = new Set([
-    "chrome://newtab/", "chrome://new-tab-page/", "about:newtab", "about:home", "about:privatebrowsing",
-]);
-
+// Addresses go to Pellmora as the browser has them; Pellmora decides which
+// pages (start and new-tab pages) count as empty tabs.
 function addressOf(tab) {
-    const url = tab.url || tab.pendingUrl || "";
-    return START_PAGES.has(url) ? "about:blank" : url;
+    return tab.url || tab.pendingUrl || "";
 }
 
 async function normalWindows() {
@@ -148,6 +143,10 @@ async function open(message) {
             windowId = null;
         }
     }
+    // The first address shows in front, so the browser comes forward with
+    // the page rather than with whatever tab was there; later parts of a
+    // long list stay behind it.
+    let activate = !Number.isInteger(message.windowId);
     let opened = 0;
     let skipped = 0;
     for (const url of urls) {
@@ -160,8 +159,9 @@ async function open(message) {
                 const created = await api.windows.create({ url, focused: true });
                 windowId = created.id;
             } else {
-                await api.tabs.create({ windowId, url, active: false });
+                await api.tabs.create({ windowId, url, active: activate });
             }
+            activate = false;
             opened += 1;
         } catch (_) {
             skipped += 1;

@@ -58,8 +58,19 @@ MenuBar {
         Action { text: "Im Dock ablegen"; shortcut: "Ctrl+M"; onTriggered: bar.Window.window.showMinimized() }
     }
     Menu {
+        id: help
         title: "Hilfe"
         delegate: MainMenuItem {}
+        // As wide as its widest entry, the checkable one with its mark included.
+        width: {
+            let widest = implicitWidth
+            for (let i = 0; i < count; ++i) {
+                const item = itemAt(i)
+                if (item)
+                    widest = Math.max(widest, item.implicitWidth + leftPadding + rightPadding)
+            }
+            return widest
+        }
         Action { text: "Beispiel-Daten laden"; onTriggered: MainMenu.loadDemo() }
         Action {
             text: "Demo-Modus (Beispiel-Daten statt Safari)"
@@ -70,6 +81,11 @@ MenuBar {
                 // The click flipped the mark by itself; the model's mode decides.
                 checked = Qt.binding(() => MainMenu.demoMode)
             }
+        }
+        Action {
+            text: "Eigene Bibliothek zurückholen"
+            enabled: MainMenu.ownLibraryKept
+            onTriggered: MainMenu.bringBackOwnLibrary()
         }
         MenuSeparator {}
         Action { text: "Bibliothek leeren …"; onTriggered: MainMenu.clearLibrary() }

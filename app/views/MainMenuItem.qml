@@ -13,7 +13,8 @@ MenuItem {
 
     contentItem: Item {
         readonly property real indicatorPadding: control.checkable && control.indicator
-                                                ? control.indicator.width + control.spacing : 0
+                                                ? Math.max(control.indicator.width, control.indicator.implicitWidth)
+                                                  + control.spacing : 0
         implicitWidth: indicatorPadding + label.implicitWidth
                        + (shortcut.text ? 32 + shortcut.implicitWidth : 0)
         implicitHeight: label.implicitHeight

@@ -115,8 +115,11 @@ void FreedesktopNotifications::show(const NotificationRequest &request)
     if (!m_bus.isConnected())
         return;
     QStringList actions;
-    for (const auto &[id, title] : Reminders::actions())
-        actions << id << title;
+    // Only a notification about a tab has the tab's answers.
+    if (request.category == QLatin1String(Reminders::categoryHint)) {
+        for (const auto &[id, title] : Reminders::actions())
+            actions << id << title;
+    }
     actions << QString::fromLatin1(Reminders::actionDefault) << QString();
     QVariantMap hints;
     hints.insert(QStringLiteral("desktop-entry"), QStringLiteral("pellmora"));

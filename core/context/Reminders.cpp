@@ -140,6 +140,22 @@ void postHint(NotificationService &service, const Hint &hint, const SavedTab &ta
     service.add(hintRequest(hint, tab));
 }
 
+NotificationRequest resultRequest(const QString &text)
+{
+    NotificationRequest r;
+    r.identifier = QStringLiteral("sleep-result");
+    r.title = QStringLiteral("Pellmora");
+    r.body = text;
+    return r;
+}
+
+void postResult(NotificationService &service, const QString &text)
+{
+    if (!isUsable() || !permitted(service))
+        return;
+    service.add(resultRequest(text));
+}
+
 void cancel(NotificationService &service, const QUuid &tabId)
 {
     if (!isUsable())

@@ -40,6 +40,10 @@ void rescheduleAll(NotificationService &service, const QList<SavedTab> &tabs,
                    const Clock &clock = Clock::system());
 void postHint(NotificationService &service, const Hint &hint, const SavedTab &tab);
 void cancel(NotificationService &service, const QUuid &tabId);
+// The outcome of a sleep run, for a user who no longer sees the popover; a
+// newer outcome replaces an older one. No tab, so no answers to give.
+NotificationRequest resultRequest(const QString &text);
+void postResult(NotificationService &service, const QString &text);
 
 // When "Später" puts the reminder: 09:00 local on the next calendar day.
 QDateTime laterDate(const QDateTime &now);

@@ -1,5 +1,7 @@
 #include "DemoData.h"
 
+#include <QSet>
+
 #include <algorithm>
 
 #include <QTimeZone>
@@ -287,6 +289,18 @@ std::optional<QString> textFor(const QString &url)
         if (entry.url == url)
             return pageText(entry);
     return std::nullopt;
+}
+
+bool holdsOwnTabs(const LibraryData &data)
+{
+    static const QSet<QString> sample = [] {
+        QSet<QString> urls;
+        for (const Entry &entry : entries())
+            urls.insert(entry.url);
+        return urls;
+    }();
+    return std::any_of(data.tabs.cbegin(), data.tabs.cend(),
+                       [](const SavedTab &tab) { return !sample.contains(tab.url); });
 }
 
 } // namespace DemoData

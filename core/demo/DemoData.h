@@ -42,5 +42,8 @@ double windowAgeDays(int window);
 LibraryData library(const QDateTime &now);
 QList<SafariWindow> safariSnapshot();
 std::optional<QString> textFor(const QString &url);
+// Whether the library holds a tab that is not one of the sample's: then it
+// is the user's own and must not be replaced without asking.
+bool holdsOwnTabs(const LibraryData &data);
 
 } // namespace DemoData

@@ -49,6 +49,12 @@ void Library::reloadIfChangedOnDisk()
     m_lastWrite = modified;
 }
 
+void Library::reload()
+{
+    setData(m_store.load());
+    m_lastWrite = m_store.modificationDate();
+}
+
 void Library::setData(LibraryData data)
 {
     m_data = std::move(data);

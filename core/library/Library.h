@@ -30,6 +30,8 @@ public:
     void updateTab(const QUuid &id, const std::function<void(SavedTab &)> &change);
     void replace(LibraryData data);
     void reloadIfChangedOnDisk();
+    // Reads the file again after it was replaced whole from outside the store.
+    void reload();
 
 Q_SIGNALS:
     void dataChanged();

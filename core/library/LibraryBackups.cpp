@@ -121,7 +121,7 @@ QList<LibraryBackup> LibraryBackups::list() const
     return backups;
 }
 
-void LibraryBackups::rotate() const
+QStringList LibraryBackups::keys() const
 {
     const QString prefix = QFileInfo(m_libraryPath).completeBaseName() + u'-';
     QStringList keys;
@@ -131,9 +131,39 @@ void LibraryBackups::rotate() const
         if (keyPattern().match(key).hasMatch())
             keys.append(key);
     }
+    // Keys sort by day; on one day a copy with the time follows the daily one.
     std::sort(keys.begin(), keys.end(), std::greater<>());
-    for (qsizetype i = kept; i < keys.size(); ++i)
-        QFile::remove(pathFor(keys.at(i)));
+    return keys;
+}
+
+void LibraryBackups::rotate() const
+{
+    const QStringList all = keys();
+    for (qsizetype i = kept; i < all.size(); ++i)
+        QFile::remove(pathFor(all.at(i)));
+}
+
+Status LibraryBackups::backUpBeforeReplace() const
+{
+    const auto current = readAll(m_libraryPath);
+    if (!current)
+        return Done{};
+    const QDateTime now = m_clock.now();
+    if (!LibraryCodec::decode(*current, now))
+        return Status::failure(QStringLiteral("Die Bibliothek ist beschädigt und wird nicht gesichert."));
+    // Switching back and forth between two libraries must not push the
+    // older days out of the rotation.
+    const QStringList existing = keys();
+    if (!existing.isEmpty() && readAll(pathFor(existing.first())) == current)
+        return Done{};
+    // Today's daily copy stays as it is; a further copy that day carries the time.
+    QString key = Fmt::dayKey(now);
+    for (QDateTime at = now; QFileInfo::exists(pathFor(key)); at = at.addSecs(1))
+        key = Fmt::dayKey(at) + u'-' + at.toLocalTime().toString(QStringLiteral("HHmmss"));
+    const Status saved = writeAtomically(pathFor(key), *current);
+    if (saved)
+        rotate();
+    return saved;
 }
 
 Status LibraryBackups::restore(const QString &key) const
@@ -149,11 +179,7 @@ Status LibraryBackups::restore(const QString &key) const
 
     if (const auto current = readAll(m_libraryPath)) {
         if (LibraryCodec::decode(*current, now)) {
-            // Today's daily copy stays as it is; a second copy that day carries the time.
-            QString saveKey = Fmt::dayKey(now);
-            for (QDateTime at = now; QFileInfo::exists(pathFor(saveKey)); at = at.addSecs(1))
-                saveKey = Fmt::dayKey(at) + u'-' + at.toLocalTime().toString(QStringLiteral("HHmmss"));
-            const Status saved = writeAtomically(pathFor(saveKey), *current);
+            const Status saved = backUpBeforeReplace();
             if (!saved)
                 return Status::failure(QStringLiteral("Die aktuelle Bibliothek kann nicht gesichert werden: ")
                                        + saved.error());
@@ -169,5 +195,46 @@ Status LibraryBackups::restore(const QString &key) const
     if (!written)
         return Status::failure(QStringLiteral("Wiederherstellen fehlgeschlagen: ") + written.error());
     rotate();
+    return Done{};
+}
+
+QString LibraryBackups::keptPath() const
+{
+    const QFileInfo info(m_libraryPath);
+    return info.dir().filePath(info.completeBaseName() + QStringLiteral(".eigene.json"));
+}
+
+bool LibraryBackups::hasKept() const
+{
+    return QFileInfo::exists(keptPath());
+}
+
+Status LibraryBackups::keepAside() const
+{
+    const auto bytes = readAll(m_libraryPath);
+    if (!bytes)
+        return QFileInfo::exists(m_libraryPath)
+            ? Status::failure(QStringLiteral("Die Bibliothek kann nicht gelesen werden."))
+            : Status(Done{});
+    const Status written = writeAtomically(keptPath(), *bytes);
+    if (!written)
+        return Status::failure(QStringLiteral("Die eigene Bibliothek kann nicht beiseitegelegt werden: ")
+                               + written.error());
+    return Done{};
+}
+
+Status LibraryBackups::bringBackKept() const
+{
+    const auto bytes = readAll(keptPath());
+    if (!bytes)
+        return Status::failure(QStringLiteral("Die eigene Bibliothek (%1) kann nicht gelesen werden.")
+                                   .arg(keptPath()));
+    // A failed copy of the demo library is no reason to keep the user's away.
+    backUpBeforeReplace();
+    const Status written = writeAtomically(m_libraryPath, *bytes);
+    if (!written)
+        return Status::failure(QStringLiteral("Die eigene Bibliothek kann nicht zurückgeholt werden: ")
+                               + written.error());
+    QFile::remove(keptPath());
     return Done{};
 }

@@ -11,8 +11,8 @@
 struct LibraryBackup
 {
     QString path;
-    // "2026-11-16" for the daily copy, "2026-11-16-203100" for the copy taken
-    // before a restore on a day that already had its daily copy.
+    // "2026-11-16" for the daily copy, "2026-11-16-203100" for a copy taken
+    // before the whole library was replaced on a day that already had its daily copy.
     QString key;
     QDate day;
     qint64 tabCount = -1; // -1 when the copy does not decode
@@ -38,6 +38,13 @@ public:
     // file is never copied. Failures leave the write to go ahead.
     Status backUpBeforeWrite() const;
 
+    // Called before the whole library is replaced (demo data, clearing, an
+    // import, a restore), so the library as it was can be restored: copies the
+    // current file as today's copy when today has none, else under a key with
+    // the time. Nothing to do when the file is missing or the newest copy
+    // already holds it; a file that does not decode is refused.
+    Status backUpBeforeReplace() const;
+
     // Newest first. Reads every copy whole to count its tabs: for a large
     // library that takes a while, so the application calls it off the main thread.
     QList<LibraryBackup> list() const;
@@ -48,8 +55,20 @@ public:
     // A copy that does not decode is refused.
     Status restore(const QString &key) const;
 
+    // The user's own library, kept whole beside the library file
+    // ("library.eigene.json") while the demo library stands in for it.
+    QString keptPath() const;
+    bool hasKept() const;
+    // Copies the library file as it is, byte for byte; a missing file is
+    // nothing to keep.
+    Status keepAside() const;
+    // Backs up the current file (backUpBeforeReplace), then puts the kept
+    // library back in its place, byte for byte, and removes the kept copy.
+    Status bringBackKept() const;
+
 private:
     QString pathFor(const QString &key) const;
+    QStringList keys() const; // every copy's key, newest first
     Status copyCurrent(const QString &key) const;
     void rotate() const;
 

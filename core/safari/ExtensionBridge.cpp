@@ -2,6 +2,7 @@
 
 #include <QJsonArray>
 #include <QProcess>
+#include <QUrl>
 
 ExtensionBridge::ExtensionBridge(BrowserHub *hub, std::chrono::milliseconds limit) : m_hub(hub), m_limit(limit) {}
 
@@ -30,7 +31,7 @@ QList<SafariTab> ExtensionBridge::tabsOf(const QJsonArray &tabs)
     for (qsizetype j = 0; j < tabs.size(); ++j) {
         const QJsonObject tab = tabs.at(j).toObject();
         const QString url = tab.value(QStringLiteral("url")).toString();
-        if (url.isEmpty() || url.startsWith(QStringLiteral("favorites:")) || url == QStringLiteral("about:blank"))
+        if (isEmptyPage(url))
             continue;
         const QJsonValue title = tab.value(QStringLiteral("title"));
         const int index = tab.contains(QStringLiteral("index")) ? tab.value(QStringLiteral("index")).toInt() + 1
@@ -38,6 +39,28 @@ QList<SafariTab> ExtensionBridge::tabsOf(const QJsonArray &tabs)
         out.append({title.isString() ? title.toString() : url, url, index});
     }
     return out;
+}
+
+bool ExtensionBridge::isEmptyPage(const QString &url)
+{
+    if (url.isEmpty() || url.startsWith(QLatin1String("favorites:")))
+        return true;
+    const QUrl parsed(url);
+    const QString scheme = parsed.scheme().toLower();
+    if (scheme == u"about") {
+        static const QStringList pages = {QStringLiteral("blank"), QStringLiteral("home"),
+                                          QStringLiteral("newtab"), QStringLiteral("privatebrowsing"),
+                                          QStringLiteral("welcome")};
+        return pages.contains(parsed.path().toLower());
+    }
+    // Chromium and the browsers built on it name their new-tab pages alike.
+    static const QStringList schemes = {QStringLiteral("chrome"), QStringLiteral("chrome-search"),
+                                        QStringLiteral("edge"), QStringLiteral("brave"),
+                                        QStringLiteral("vivaldi")};
+    static const QStringList hosts = {QStringLiteral("newtab"), QStringLiteral("new-tab-page"),
+                                      QStringLiteral("new-tab-page-third-party"), QStringLiteral("local-ntp"),
+                                      QStringLiteral("startpage")};
+    return schemes.contains(scheme) && hosts.contains(parsed.host().toLower());
 }
 
 bool ExtensionBridge::keeps(const QString &url, const QStringList &lowerKeepDomains)

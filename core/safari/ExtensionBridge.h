@@ -27,9 +27,12 @@ public:
 
     QList<ConnectedBrowser> connectedBrowsers() const override;
 
-    // One window as a browser listed it, before numbering; skipped tabs
-    // (empty, "about:blank", "favorites:…") leave gaps in the positions.
+    // One window as a browser listed it, before numbering; empty tabs
+    // (isEmptyPage) leave gaps in the positions.
     static QList<SafariTab> tabsOf(const QJsonArray &tabs);
+    // An empty address or a browser's own blank, start or new-tab page: there
+    // is nothing to keep, and the empty tab left open after a run is one.
+    static bool isEmptyPage(const QString &url);
     static bool keeps(const QString &url, const QStringList &lowerKeepDomains);
     // Tabs to close ({tabId, url}) or addresses to open, split so that no
     // request comes near the 1 MB a browser accepts in one message. An item

@@ -7,14 +7,17 @@
 #include "DemoData.h"
 #include "Fmt.h"
 #include "LaunchAtLogin.h"
+#include "LibraryBackups.h"
 #include "SidebarModel.h"
 #include "TabListModel.h"
+#include "TestSupport.h"
 
 #include <QAbstractItemModelTester>
 #include <QFile>
 #include <QSignalSpy>
 #include <QTest>
 
+#include <algorithm>
 #include <memory>
 #include "TestRegistry.h"
 
@@ -314,7 +317,10 @@ void TestAppModelLibrary::loadDemoData()
     mine.context.hintHour = 7;
     mine.context.hintsPerDay = 5;
     f->library().replace(mine);
+    const QString file = f->library().store().filePath();
+    const QByteArray own = TestSupport::readFile(file);
     AppModel &model = f->model();
+    QVERIFY(model.demoReplacesOwnTabs());
     QSignalSpy loaded(&model, &AppModel::demoDataLoaded);
 
     model.loadDemoData();
@@ -333,6 +339,20 @@ void TestAppModelLibrary::loadDemoData()
     QVERIFY(model.demoMode());
     f->settings().sync();
     QCOMPARE(f->settings().value(QStringLiteral("demoMode")).toBool(), true);
+    QVERIFY(model.ownLibraryKept());
+    QVERIFY(!model.demoReplacesOwnTabs());
+    const QList<LibraryBackup> copies = LibraryBackups(file, f->clock()).list();
+    QVERIFY(std::any_of(copies.cbegin(), copies.cend(),
+                        [&](const LibraryBackup &copy) { return TestSupport::readFile(copy.path) == own; }));
+
+    // Loading the demo again keeps the user's library, not the demo one.
+    model.loadDemoData();
+    QVERIFY(loaded.wait(60000));
+    model.setDemoMode(false);
+    QCOMPARE(TestSupport::readFile(file), own);
+    QCOMPARE(f->library().data().tabs, mine.tabs);
+    QVERIFY(!model.ownLibraryKept());
+    QVERIFY(!model.demoMode());
 }
 
 void TestAppModelLibrary::clearLibraryKeepsTheContext()
@@ -347,7 +367,11 @@ void TestAppModelLibrary::clearLibraryKeepsTheContext()
     AppModel &model = f->model();
     QCOMPARE(model.selection().kind, SidebarSelection::Kind::topic);
 
+    const QByteArray before = TestSupport::readFile(f->library().store().filePath());
     model.clearLibrary();
+    const QList<LibraryBackup> copies = LibraryBackups(f->library().store().filePath(), f->clock()).list();
+    QVERIFY(std::any_of(copies.cbegin(), copies.cend(),
+                        [&](const LibraryBackup &copy) { return TestSupport::readFile(copy.path) == before; }));
     const LibraryData &after = f->library().data();
     QVERIFY(after.tabs.isEmpty());
     QVERIFY(after.topics.isEmpty());

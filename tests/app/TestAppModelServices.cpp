@@ -96,6 +96,8 @@ private Q_SLOTS:
     void setReminderSchedulesEveryTab();
     void hintsAreAnnouncedOnlyWhenAsked_data();
     void hintsAreAnnouncedOnlyWhenAsked();
+    void outcomeIsAnnouncedWhenThePopoverIsClosed_data();
+    void outcomeIsAnnouncedWhenThePopoverIsClosed();
 
     void askUsesTheModel();
     void productionWiring();
@@ -210,6 +212,39 @@ void TestAppModelServices::hintsAreAnnouncedOnlyWhenAsked()
     m_notifications->added.clear();
     model.dailyHintCheck();
     QVERIFY(m_notifications->added.isEmpty());
+}
+
+void TestAppModelServices::outcomeIsAnnouncedWhenThePopoverIsClosed_data()
+{
+    QTest::addColumn<bool>("popoverOpen");
+    QTest::addColumn<bool>("tabsOpen");
+    QTest::newRow("popover open") << true << true;
+    QTest::newRow("popover closed") << false << true;
+    QTest::newRow("popover closed, run failed") << false << false;
+}
+
+void TestAppModelServices::outcomeIsAnnouncedWhenThePopoverIsClosed()
+{
+    QFETCH(bool, popoverOpen);
+    QFETCH(bool, tabsOpen);
+    f->settings().setValue(QStringLiteral("safariConnected"), true);
+    f->bridge().setWindows({AppModelFixture::window(
+        1, tabsOpen ? QStringList{QStringLiteral("https://a.ch/1")} : QStringList{})});
+    AppModel &model = f->model();
+    SleepOptions options = model.options();
+    options.saveContent = false;
+    model.setOptions(options);
+    model.setPopoverOpen(popoverOpen);
+    QSignalSpy ended(&model, &AppModel::sleepRunEnded);
+    model.sleepAllTabs();
+    QVERIFY(ended.wait(30000));
+    const SleepStage &stage = model.sleepStage();
+    QCOMPARE(stage.kind, tabsOpen ? SleepStage::Kind::done : SleepStage::Kind::failed);
+    QCOMPARE(m_notifications->added.size(), popoverOpen ? 0 : 1);
+    if (!popoverOpen) {
+        const QString body = m_notifications->added.first().body;
+        QVERIFY(body.contains(tabsOpen ? stage.stats.sentence() : stage.message));
+    }
 }
 
 void TestAppModelServices::askUsesTheModel()

@@ -20,7 +20,8 @@
 #include "TestRegistry.h"
 
 // The main menu as the windows show it: menus, entries, order and shortcuts,
-// what each entry asks for, the confirmation before clearing and the demo mark.
+// what each entry asks for, the confirmation before replacing the library and
+// the demo mark.
 class TestMainMenu : public QObject
 {
     Q_OBJECT
@@ -34,8 +35,8 @@ private slots:
     void everyWindowHasTheMenu_data();
     void everyWindowHasTheMenu();
     void shortcutReachesTheMenu();
-    void clearAsksFirst_data();
-    void clearAsksFirst();
+    void replacingAsksFirst_data();
+    void replacingAsksFirst();
     void demoMarkFollowsTheModel();
 
 private:
@@ -168,9 +169,10 @@ void TestMainMenu::entries_data()
     QTest::newRow("help")
         << 4
         << QStringList{QStringLiteral("Beispiel-Daten laden"),
-                       QStringLiteral("Demo-Modus (Beispiel-Daten statt Safari)"), sep,
+                       QStringLiteral("Demo-Modus (Beispiel-Daten statt Safari)"),
+                       QStringLiteral("Eigene Bibliothek zurückholen"), sep,
                        QStringLiteral("Bibliothek leeren …")}
-        << QStringList{{}, {}, {}, {}};
+        << QStringList{{}, {}, {}, {}, {}};
 }
 
 void TestMainMenu::entries()
@@ -233,32 +235,44 @@ void TestMainMenu::shortcutReachesTheMenu()
     QCOMPARE(settings.size(), 1);
 }
 
-void TestMainMenu::clearAsksFirst_data()
+void TestMainMenu::replacingAsksFirst_data()
 {
-    QTest::addColumn<QString>("button");
-    QTest::addColumn<int>("cleared");
-    QTest::newRow("Leeren") << QStringLiteral("Leeren") << 1;
-    QTest::newRow("Abbrechen") << QStringLiteral("Abbrechen") << 0;
+    QTest::addColumn<QString>("entryText");
+    QTest::addColumn<bool>("ownTabs");
+    QTest::addColumn<QString>("button"); // empty: no question
+    QTest::addColumn<int>("requests");
+    const QString clear = QStringLiteral("Bibliothek leeren …");
+    const QString demo = QStringLiteral("Beispiel-Daten laden");
+    QTest::newRow("clear: Leeren") << clear << false << QStringLiteral("Leeren") << 1;
+    QTest::newRow("clear: Abbrechen") << clear << false << QStringLiteral("Abbrechen") << 0;
+    QTest::newRow("demo over own tabs: Laden") << demo << true << QStringLiteral("Laden") << 1;
+    QTest::newRow("demo over own tabs: Abbrechen") << demo << true << QStringLiteral("Abbrechen") << 0;
+    QTest::newRow("demo over demo tabs") << demo << false << QString() << 1;
 }
 
-void TestMainMenu::clearAsksFirst()
+void TestMainMenu::replacingAsksFirst()
 {
+    QFETCH(QString, entryText);
+    QFETCH(bool, ownTabs);
     QFETCH(QString, button);
-    QFETCH(int, cleared);
-    QSignalSpy spy(m_menu.get(), &MainMenu::clearLibraryRequested);
-    QObject *action = entry(QStringLiteral("Hilfe"), QStringLiteral("Bibliothek leeren …"));
+    QFETCH(int, requests);
+    m_menu->setAskBeforeDemo(ownTabs);
+    QSignalSpy clear(m_menu.get(), &MainMenu::clearLibraryRequested);
+    QSignalSpy demo(m_menu.get(), &MainMenu::loadDemoRequested);
+    QObject *action = entry(QStringLiteral("Hilfe"), entryText);
     QVERIFY(action);
     QMetaObject::invokeMethod(action, "trigger");
     QMessageBox *box = m_menu->confirmation();
+    if (button.isEmpty()) {
+        QVERIFY(!box);
+        QCOMPARE(clear.size() + demo.size(), requests);
+        return;
+    }
     QVERIFY(box);
-    QCOMPARE(spy.size(), 0);
-    QCOMPARE(box->text(), QStringLiteral("Bibliothek leeren?"));
-    QCOMPARE(box->informativeText(),
-             QStringLiteral("Alle gespeicherten Tabs, Notizen und Erinnerungen werden aus "
-                            "Pellmora gelöscht. Safari bleibt, wie es ist."));
+    QCOMPARE(clear.size() + demo.size(), 0);
     const QList<QAbstractButton *> buttons = box->buttons();
     QCOMPARE(buttons.size(), 2);
-    QCOMPARE(box->defaultButton()->text(), QStringLiteral("Leeren"));
+    QVERIFY(box->defaultButton()->text() != QStringLiteral("Abbrechen"));
     QAbstractButton *chosen = nullptr;
     for (QAbstractButton *b : buttons) {
         if (b->text() == button)
@@ -266,7 +280,7 @@ void TestMainMenu::clearAsksFirst()
     }
     QVERIFY(chosen);
     chosen->click();
-    QCOMPARE(spy.size(), cleared);
+    QCOMPARE(clear.size() + demo.size(), requests);
     QTRY_VERIFY(!m_menu->confirmation());
 }
 

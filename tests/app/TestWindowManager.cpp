@@ -36,6 +36,8 @@ private slots:
     void contentSizedWindowKeepsItsSize();
     void centredWithoutSavedFrame();
     void offScreenFrameIsIgnored();
+    void windowsFitTheScreen_data();
+    void windowsFitTheScreen();
 
 private:
     std::unique_ptr<WindowManager> makeManager();
@@ -246,8 +248,6 @@ void TestWindowManager::centredWithoutSavedFrame()
     QQuickView *view = manager->show(QStringLiteral("context"));
     QVERIFY(view);
     const QRect area = QGuiApplication::primaryScreen()->availableGeometry();
-    if (view->width() > area.width() || view->height() > area.height())
-        QSKIP("the test screen is smaller than the window");
     QVERIFY(qAbs(view->geometry().center().x() - area.center().x()) <= 1);
     QVERIFY(qAbs(view->geometry().center().y() - area.center().y()) <= 1);
 }
@@ -261,6 +261,27 @@ void TestWindowManager::offScreenFrameIsIgnored()
     const QRect area = QGuiApplication::primaryScreen()->availableGeometry();
     QVERIFY(area.intersects(view->geometry()));
     QTRY_COMPARE(WindowManager::content(view)->size().toSize(), QSize(820, 680));
+}
+
+void TestWindowManager::windowsFitTheScreen_data()
+{
+    QTest::addColumn<QSize>("wanted");
+    QTest::addColumn<QRect>("available");
+    QTest::newRow("fits") << QSize(620, 700) << QRect(0, 0, 1920, 1040);
+    QTest::newRow("taller than the screen") << QSize(620, 1025) << QRect(0, 0, 1600, 1000);
+    QTest::newRow("wider than the screen") << QSize(1180, 760) << QRect(0, 24, 1024, 744);
+}
+
+void TestWindowManager::windowsFitTheScreen()
+{
+    QFETCH(QSize, wanted);
+    QFETCH(QRect, available);
+    const QSize got = WindowManager::fitted(wanted, available);
+    const QSize outer = got + WindowManager::decoration;
+    QVERIFY(outer.width() <= available.width() && outer.height() <= available.height());
+    // Only what does not fit is cut.
+    QVERIFY(got.width() == wanted.width() || outer.width() == available.width());
+    QVERIFY(got.height() == wanted.height() || outer.height() == available.height());
 }
 
 PELLMORA_TEST_MAIN(TestWindowManager)

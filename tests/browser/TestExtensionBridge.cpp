@@ -38,6 +38,8 @@ private slots:
     void noBrowserIsNotRunning();
     void snapshotNumbersAcrossBrowsers();
     void countAddsBrowsers();
+    void emptyPagesAreNotTabs_data();
+    void emptyPagesAreNotTabs();
     void closeTabs_data();
     void closeTabs();
     void closeManyLongAddressesInBatches();
@@ -120,6 +122,29 @@ void TestExtensionBridge::countAddsBrowsers()
     const auto count = serving({&m_chromium, &m_firefox}, [&] { return bridge.countTabs(); });
     QVERIFY(count.ok());
     QCOMPARE(count.value(), (SafariTabCount{6, 3}));
+}
+
+void TestExtensionBridge::emptyPagesAreNotTabs_data()
+{
+    QTest::addColumn<QString>("url");
+    QTest::addColumn<bool>("empty");
+    for (const char *url : {"", "about:blank", "favorites://", "chrome://newtab/", "chrome://new-tab-page/",
+                            "chrome://new-tab-page-third-party/", "chrome-search://local-ntp/local-ntp.html",
+                            "edge://newtab/", "about:home", "about:newtab", "about:privatebrowsing"})
+        QTest::newRow(*url ? url : "no address") << QString::fromLatin1(url) << true;
+    QTest::newRow("a browser page of its own") << "chrome://settings/" << false;
+    QTest::newRow("a site named like one") << "https://newtab.example/" << false;
+}
+
+void TestExtensionBridge::emptyPagesAreNotTabs()
+{
+    QFETCH(QString, url);
+    QFETCH(bool, empty);
+    const QJsonArray listed{QJsonObject{{"url", url}, {"title", "Neuer Tab"}, {"index", 0}},
+                            QJsonObject{{"url", "https://a.ch/"}, {"title", "A"}, {"index", 1}}};
+    const QList<SafariTab> tabs = ExtensionBridge::tabsOf(listed);
+    QCOMPARE(tabs.size(), empty ? 1 : 2);
+    QCOMPARE(tabs.last().index, 2);
 }
 
 void TestExtensionBridge::closeTabs_data()

@@ -55,7 +55,7 @@ function fakeBrowser({ windows = [], userAgent = "Mozilla/5.0 Chrome/120", stora
                 check(url);
                 const w = { id: state.windows.length + 1, tabs: [{ id: ++nextId, url, title: url }] };
                 state.windows.push(w);
-                created.push({ window: w.id, url });
+                created.push({ window: w.id, url, active: true });
                 focused = w.id;
                 return { id: w.id };
             },
@@ -69,13 +69,13 @@ function fakeBrowser({ windows = [], userAgent = "Mozilla/5.0 Chrome/120", stora
                     throw new Error(`No tab with id: ${id}`);
                 return t;
             },
-            async create({ windowId, url }) {
+            async create({ windowId, url, active = true }) {
                 if (url !== undefined)
                     check(url);
                 const w = state.windows.find((x) => x.id === windowId);
                 const t = { id: ++nextId, url: url ?? "chrome://newtab/", title: "" };
                 w.tabs.push(t);
-                created.push({ window: windowId, url: t.url });
+                created.push({ window: windowId, url: t.url, active });
                 return t;
             },
             // Like Chromium: an array with one unknown id closes nothing.
@@ -140,7 +140,7 @@ test("hello names the browser and keeps one instance id per profile", async (t) 
     }
 });
 
-test("list gives every tab with its 0-based index; start pages read as blank", async () => {
+test("list gives every tab with its 0-based index and its address as the browser has it", async () => {
     const browser = fakeBrowser({
         windows: [
             [{ id: 1, url: "https://a.ch/", title: "A" }, { id: 2, url: "chrome://newtab/", title: "Neuer Tab" }],
@@ -152,8 +152,8 @@ test("list gives every tab with its 0-based index; start pages read as blank", a
     assert.deepEqual(reply, {
         id: 7,
         windows: [
-            { tabs: [{ tabId: 1, url: "https://a.ch/", title: "A", index: 0 }, { tabId: 2, url: "about:blank", title: "Neuer Tab", index: 1 }] },
-            { tabs: [{ tabId: 3, url: "about:blank", title: "", index: 0 }, { tabId: 4, url: "https://b.ch/", title: "B", index: 1 }] },
+            { tabs: [{ tabId: 1, url: "https://a.ch/", title: "A", index: 0 }, { tabId: 2, url: "chrome://newtab/", title: "Neuer Tab", index: 1 }] },
+            { tabs: [{ tabId: 3, url: "about:newtab", title: "", index: 0 }, { tabId: 4, url: "https://b.ch/", title: "B", index: 1 }] },
         ],
     });
 });
@@ -221,7 +221,7 @@ test("close re-checks each address", async (t) => {
     }
 });
 
-test("open: first address in a new window, the rest as tabs, refused ones skipped", async (t) => {
+test("open: first address in front in a new window, the rest as tabs behind it, refused ones skipped", async (t) => {
     const existing = [[{ id: 1, url: "https://a.ch/" }]];
     const cases = [
         {
@@ -229,21 +229,21 @@ test("open: first address in a new window, the rest as tabs, refused ones skippe
             windows: existing,
             message: { urls: ["https://x.ch/", "https://y.ch/"], newWindow: true },
             reply: { opened: 2, skipped: 0, windowId: 2 },
-            created: [{ window: 2, url: "https://x.ch/" }, { window: 2, url: "https://y.ch/" }],
+            created: [{ window: 2, url: "https://x.ch/", active: true }, { window: 2, url: "https://y.ch/", active: false }],
         },
         {
             name: "front window",
             windows: existing,
             message: { urls: ["https://x.ch/", "https://y.ch/"], newWindow: false },
             reply: { opened: 2, skipped: 0, windowId: 1 },
-            created: [{ window: 1, url: "https://x.ch/" }, { window: 1, url: "https://y.ch/" }],
+            created: [{ window: 1, url: "https://x.ch/", active: true }, { window: 1, url: "https://y.ch/", active: false }],
         },
         {
             name: "no window yet",
             windows: [],
             message: { urls: ["https://x.ch/"], newWindow: false },
             reply: { opened: 1, skipped: 0, windowId: 1 },
-            created: [{ window: 1, url: "https://x.ch/" }],
+            created: [{ window: 1, url: "https://x.ch/", active: true }],
         },
         {
             // the front window is the second one; the part before went to the first
@@ -251,7 +251,7 @@ test("open: first address in a new window, the rest as tabs, refused ones skippe
             windows: [[{ id: 1, url: "https://a.ch/" }], [{ id: 2, url: "https://b.ch/" }]],
             message: { urls: ["https://x.ch/"], newWindow: false, windowId: 1 },
             reply: { opened: 1, skipped: 0, windowId: 1 },
-            created: [{ window: 1, url: "https://x.ch/" }],
+            created: [{ window: 1, url: "https://x.ch/", active: false }],
         },
         {
             name: "only refused addresses: no window",
@@ -266,7 +266,7 @@ test("open: first address in a new window, the rest as tabs, refused ones skippe
             message: { urls: ["kein Link", "javascript:alert(1)", "about:config", "https://y.ch/", 42, "https://z.ch/"], newWindow: true },
             refuse: ["about:config"],
             reply: { opened: 2, skipped: 4, windowId: 2 },
-            created: [{ window: 2, url: "https://y.ch/" }, { window: 2, url: "https://z.ch/" }],
+            created: [{ window: 2, url: "https://y.ch/", active: true }, { window: 2, url: "https://z.ch/", active: false }],
         },
     ];
     for (const c of cases) {
@@ -300,12 +300,12 @@ test("reconnects with growing pauses and says hello again", async () => {
         timer.f();
         await settle();
     }
-    assert.deepEqual(pauses, [1000, 2000, 4000, 8000, 16000, 32000, 60000, 60000]);
+    assert.deepEqual(pauses, [250, 500, 1000, 2000, 4000, 8000, 16000, 32000]);
     assert.equal(browser.ports.length, 9);
     assert.equal(browser.ports[8].sent[0].type, "hello");
 
     // A request through a working connection resets the pause.
     await ask(browser, { id: 1, type: "count" });
     browser.ports[8].onDisconnect.fire();
-    assert.equal(browser.timers.shift().ms, 1000);
+    assert.equal(browser.timers.shift().ms, 250);
 });
