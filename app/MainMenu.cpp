@@ -7,9 +7,21 @@
 #include <QPushButton>
 #include <QQmlEngine>
 
+#include "PlatformWords.h"
+
 QHash<QQmlEngine *, QPointer<MainMenu>> MainMenu::s_attached;
 
 MainMenu::MainMenu(QObject *parent) : QObject(parent) {}
+
+QString MainMenu::demoModeEntry()
+{
+    return PlatformWords::demoMenuEntry({});
+}
+
+QString MainMenu::minimizeEntry()
+{
+    return PlatformWords::minimizeCommand();
+}
 
 MainMenu::~MainMenu()
 {
@@ -67,8 +79,8 @@ void MainMenu::clearLibrary()
     box->setWindowTitle(QStringLiteral("Pellmora"));
     box->setText(QStringLiteral("Bibliothek leeren?"));
     box->setInformativeText(QStringLiteral(
-        "Alle gespeicherten Tabs, Notizen und Erinnerungen werden aus Pellmora gelöscht. "
-        "Safari bleibt, wie es ist."));
+        "Alle gespeicherten Tabs, Notizen und Erinnerungen werden aus Pellmora gelöscht. ")
+        + PlatformWords::clearKeepsBrowser());
     QPushButton *clear = box->addButton(QStringLiteral("Leeren"), QMessageBox::AcceptRole);
     box->addButton(QStringLiteral("Abbrechen"), QMessageBox::RejectRole);
     box->setDefaultButton(clear);

@@ -20,6 +20,9 @@ class MainMenu : public QObject
     QML_ELEMENT
     QML_SINGLETON
     Q_PROPERTY(bool demoMode READ demoMode NOTIFY demoModeChanged)
+    // Entries that name the browser or the desktop (PlatformWords).
+    Q_PROPERTY(QString demoModeEntry READ demoModeEntry CONSTANT)
+    Q_PROPERTY(QString minimizeEntry READ minimizeEntry CONSTANT)
 
 public:
     // Not default-constructible on purpose: QML would otherwise build its
@@ -33,6 +36,8 @@ public:
     static MainMenu *create(QQmlEngine *qmlEngine, QJSEngine *jsEngine);
 
     bool demoMode() const { return m_demoMode; }
+    static QString demoModeEntry();
+    static QString minimizeEntry();
     // The check mark of the demo item always shows the model's mode.
     void setDemoMode(bool on);
 

@@ -55,14 +55,14 @@ MenuBar {
     Menu {
         title: "Fenster"
         delegate: MainMenuItem {}
-        Action { text: "Im Dock ablegen"; shortcut: "Ctrl+M"; onTriggered: bar.Window.window.showMinimized() }
+        Action { text: MainMenu.minimizeEntry; shortcut: "Ctrl+M"; onTriggered: bar.Window.window.showMinimized() }
     }
     Menu {
         title: "Hilfe"
         delegate: MainMenuItem {}
         Action { text: "Beispiel-Daten laden"; onTriggered: MainMenu.loadDemo() }
         Action {
-            text: "Demo-Modus (Beispiel-Daten statt Safari)"
+            text: MainMenu.demoModeEntry
             checkable: true
             checked: MainMenu.demoMode
             onTriggered: {

