@@ -140,6 +140,29 @@ void postHint(NotificationService &service, const Hint &hint, const SavedTab &ta
     service.add(hintRequest(hint, tab));
 }
 
+QList<SavedTab> missedSince(const QList<SavedTab> &tabs, const QDateTime &since, const QDateTime &now)
+{
+    QList<SavedTab> missed;
+    for (const SavedTab &tab : tabs) {
+        if (tab.reminderAt && *tab.reminderAt > since && *tab.reminderAt <= now)
+            missed.append(tab);
+    }
+    return missed;
+}
+
+void postNow(NotificationService &service, const SavedTab &tab)
+{
+    if (!isUsable())
+        return;
+    const auto state = service.authorisation();
+    if (state != NotificationService::Authorisation::Authorised
+        && state != NotificationService::Authorisation::Provisional)
+        return;
+    NotificationRequest request = reminderRequest(tab);
+    request.fireAt.reset();
+    service.add(request);
+}
+
 void cancel(NotificationService &service, const QUuid &tabId)
 {
     if (!isUsable())
