@@ -105,7 +105,8 @@ QString connectSteps(const QString &extensionFolder, Platform p)
         return notRunningError(p);
     return QStringLiteral("Kein Browser mit der Pellmora-Erweiterung ist verbunden. Chromium oder Chrome: "
                           "chrome://extensions öffnen, den Entwicklermodus einschalten, «Entpackte Erweiterung "
-                          "laden» wählen und den Ordner %1 angeben. Firefox: in about:addons «Add-on aus Datei "
+                          "laden» wählen und den Ordner %1 angeben. Firefox: in about:config "
+                          "xpinstall.signatures.required auf false setzen, dann in about:addons «Add-on aus Datei "
                           "installieren» wählen und pellmora.xpi aus dem Ordner darüber angeben. Danach verbindet "
                           "sich der Browser von selbst.")
         .arg(extensionFolder);

@@ -141,7 +141,8 @@ void TestPlatformWords::linuxDesktop_data()
         << connectSteps(QStringLiteral("/home/a/.local/share/Pellmora/browser/extension"), p)
         << "Kein Browser mit der Pellmora-Erweiterung ist verbunden. Chromium oder Chrome: chrome://extensions "
            "öffnen, den Entwicklermodus einschalten, «Entpackte Erweiterung laden» wählen und den Ordner "
-           "/home/a/.local/share/Pellmora/browser/extension angeben. Firefox: in about:addons «Add-on aus Datei "
+           "/home/a/.local/share/Pellmora/browser/extension angeben. Firefox: in about:config "
+           "xpinstall.signatures.required auf false setzen, dann in about:addons «Add-on aus Datei "
            "installieren» wählen und pellmora.xpi aus dem Ordner darüber angeben. Danach verbindet sich der Browser "
            "von selbst.";
     QTest::newRow("connect first")
