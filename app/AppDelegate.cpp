@@ -19,6 +19,7 @@
 #include "Reminders.h"
 #include "TrayController.h"
 #include "WindowManager.h"
+#include "EmbedderFactory.h"
 
 Q_LOGGING_CATEGORY(lcDelegate, "pellmora.app")
 
@@ -34,6 +35,9 @@ AppDelegate::AppDelegate(LibraryStore store, const Clock &clock, QObject *parent
 
 AppDelegate::~AppDelegate()
 {
+    // What came due while running was posted; a restart must not repeat it.
+    if (m_model)
+        m_model->markRemindersSeen();
     // Windows and the tray hold views of the engine: they go first.
     m_tray.reset();
     m_windows.reset();
@@ -49,7 +53,7 @@ void AppDelegate::launch()
     // the quit commands end it.
     QGuiApplication::setQuitOnLastWindowClosed(false);
     m_library = std::make_unique<Library>(m_store);
-    m_embedder = std::make_shared<Embedder>(true);
+    m_embedder = EmbedderFactory::create();
     m_model = AppModel::createDefault(m_library.get(), m_embedder);
     AppModelForeign::setInstance(m_model.get());
 
@@ -98,6 +102,7 @@ void AppDelegate::tick()
     m_library->reloadIfChangedOnDisk();
     m_model->refreshLiveCount();
     m_model->dailyHintCheck();
+    m_model->markRemindersSeen();
     updateStatusTitle();
 }
 
@@ -225,5 +230,6 @@ void AppDelegate::setUpNotifications()
     // Not in the way of the first window.
     QTimer::singleShot(0, this, [this, service] {
         Reminders::rescheduleAll(*service, m_library->data().tabs, m_clock);
+        m_model->postMissedReminders();
     });
 }

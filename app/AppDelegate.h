@@ -70,7 +70,7 @@ private:
     std::unique_ptr<QQmlEngine> m_engine;
     std::unique_ptr<QSettings> m_settings;
     std::unique_ptr<Library> m_library;
-    std::shared_ptr<Embedder> m_embedder;
+    std::shared_ptr<const Embedder> m_embedder;
     std::unique_ptr<AppModel> m_model;
     std::unique_ptr<WindowManager> m_windows;
     std::unique_ptr<MainMenu> m_menu;

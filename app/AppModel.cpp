@@ -4,6 +4,7 @@
 #include <QFutureWatcher>
 #include <QLoggingCategory>
 #include <QSettings>
+#include <QStandardPaths>
 #include <QThread>
 #include <QUrl>
 #include <QtConcurrent>
@@ -26,6 +27,8 @@
 #include "LaunchAtLogin.h"
 #include "Library.h"
 #include "LibraryBackups.h"
+#include "ModelConfig.h"
+#include "PlatformWords.h"
 #include "LiveLibraryAccess.h"
 #include "Reminders.h"
 #include "SearchIndex.h"
@@ -42,11 +45,24 @@ namespace {
 const QString kOptionsKey = QStringLiteral("sleepOptions");
 const QString kConnectedKey = QStringLiteral("safariConnected");
 const QString kDemoKey = QStringLiteral("demoMode");
+const QString kRemindersSeenKey = QStringLiteral("remindersSeenUntil");
 
-QString connectFirstMessage()
+QVariantMap wordsFor(const QStringList &browsers, const QString &model)
 {
-    return QStringLiteral("Verbinde zuerst Safari (Knopf «Safari verbinden») oder schalte im Menü Hilfe den "
-                          "Demo-Modus ein.");
+    using namespace PlatformWords;
+    return {
+        {QStringLiteral("popoverTitle"), popoverTitle(browsers)},
+        {QStringLiteral("demoBadge"), demoBadge(browsers)},
+        {QStringLiteral("notConnectedTitle"), notConnectedTitle()},
+        {QStringLiteral("notConnectedText"), notConnectedText()},
+        {QStringLiteral("connectButton"), connectButton()},
+        {QStringLiteral("libraryEmptyText"), libraryEmptyText()},
+        {QStringLiteral("openButton"), openButton(browsers)},
+        {QStringLiteral("pinnedExplanation"), pinnedExplanation()},
+        {QStringLiteral("moonAfterRestart"), moonAfterRestart()},
+        {QStringLiteral("chatIntroOn"), chatIntro(true, model)},
+        {QStringLiteral("chatIntroOff"), chatIntro(false, model)},
+    };
 }
 
 // Runs `work` on the thread pool and hands its result to `apply` on the
@@ -132,6 +148,17 @@ AppModel::AppModel(Services services, QObject *parent)
     m_launchAtLogin = LaunchAtLogin(m_autostartFolder).isEnabled();
     loadSettings();
     m_ownLibraryKept = LibraryBackups(m_library->store().filePath(), *m_clock).hasKept();
+
+    if (m_bridge->connectsByItself()) {
+        // The stored flag follows the extension, whatever a click said before.
+        m_browsers = m_bridge->connectedNames();
+        if (m_safariConnected != !m_browsers.isEmpty())
+            setSafariConnected(!m_browsers.isEmpty());
+    }
+    m_words = wordsFor(m_browsers, ModelConfig::current().modelName);
+    m_browserWatch.setInterval(1000);
+    connect(&m_browserWatch, &QTimer::timeout, this, &AppModel::watchBrowsers);
+    m_browserWatch.start();
 
     m_searchTimer.setSingleShot(true);
     m_searchTimer.setInterval(m_searchDelayMs);
@@ -470,15 +497,62 @@ void AppModel::startSearch()
 {
     const quint64 generation = ++m_searchGeneration;
     m_searchRunning = true;
+    struct Found
+    {
+        QList<SavedTab> tabs;
+        std::optional<LibraryData> completed; // with the vectors the search had to make
+    };
     runThenApply(
         this,
-        [index = *m_index, query = m_query, data = m_library->data()] { return index.search(query, data, 60); },
-        [this, generation](const QList<SavedTab> &results) {
+        [index = *m_index, embedder = m_embedder, query = m_query, data = m_library->data()]() mutable {
+            Found found;
+            if (!embedder->hasEmbeddings(data)) {
+                embedder->ensureEmbeddings(data);
+                found.completed = data;
+            }
+            found.tabs = index.search(query, data, 60);
+            return found;
+        },
+        [this, generation](const Found &found) {
+            if (found.completed)
+                keepEmbeddings(*found.completed);
             if (generation != m_searchGeneration)
                 return;
             m_searchRunning = false;
-            setSearchResults(results);
+            setSearchResults(found.tabs);
         });
+}
+
+void AppModel::keepEmbeddings(const LibraryData &completed)
+{
+    // Only vectors still missing are added: a tab edited since has lost its
+    // vector on purpose, and its new text is not what was embedded.
+    const LibraryData &now = m_library->data();
+    const bool sameKind = now.embedderKind == completed.embedderKind;
+    QHash<QUuid, const SavedTab *> embedded;
+    embedded.reserve(completed.tabs.size());
+    for (const SavedTab &tab : completed.tabs)
+        embedded.insert(tab.id, &tab);
+    QHash<QString, Vector> added;
+    for (const SavedTab &tab : now.tabs) {
+        const QString key = idText(tab.id);
+        if (sameKind && now.embeddings.contains(key))
+            continue;
+        const SavedTab *original = embedded.value(tab.id);
+        const auto vector = completed.embeddings.constFind(key);
+        if (original && vector != completed.embeddings.constEnd()
+            && original->searchableText() == tab.searchableText())
+            added.insert(key, *vector);
+    }
+    if (added.isEmpty() && sameKind)
+        return;
+    m_library->mutate([&](LibraryData &data) {
+        if (data.embedderKind != completed.embedderKind) {
+            data.embeddings.clear();
+            data.embedderKind = completed.embedderKind;
+        }
+        data.embeddings.insert(added);
+    });
 }
 
 
@@ -488,7 +562,7 @@ void AppModel::sleepAllTabs()
         return;
     if (!m_demoMode) {
         if (!m_safariConnected) {
-            setSleepStage(SleepStage::failed(connectFirstMessage()));
+            setSleepStage(SleepStage::failed(PlatformWords::connectFirst()));
             return;
         }
         if (!m_bridge->isSafariRunning()) {
@@ -576,7 +650,7 @@ void AppModel::refreshLiveCount()
         return;
     if (!m_bridge->isSafariRunning()) {
         setLiveCounts(std::nullopt, std::nullopt);
-        setSafariMessage(QStringLiteral("Safari ist nicht geöffnet."));
+        setSafariMessage(PlatformWords::browserNotOpen());
         return;
     }
     ++m_work->pending;
@@ -593,9 +667,42 @@ void AppModel::refreshLiveCount()
         });
 }
 
+QString AppModel::extensionFolder()
+{
+    return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation)
+        + QStringLiteral("/Pellmora/browser/extension");
+}
+
+void AppModel::watchBrowsers()
+{
+    const QStringList names = m_bridge->connectedNames();
+    const QVariantMap words = wordsFor(names, ModelConfig::current().modelName);
+    if (words != m_words) {
+        m_words = words;
+        Q_EMIT wordsChanged();
+    }
+    if (names == m_browsers)
+        return;
+    m_browsers = names;
+    if (!m_bridge->connectsByItself())
+        return;
+    setSafariConnected(!names.isEmpty());
+    if (names.isEmpty()) {
+        setLiveCounts(std::nullopt, std::nullopt);
+        return;
+    }
+    // A browser that connects answers the connect button's question.
+    setSafariMessage(std::nullopt);
+    refreshLiveCount();
+}
+
 void AppModel::connectSafari()
 {
     setSafariMessage(std::nullopt);
+    if (m_bridge->connectsByItself() && m_bridge->connectedBrowsers().isEmpty()) {
+        setSafariMessage(PlatformWords::connectSteps(extensionFolder()));
+        return;
+    }
     if (!m_bridge->isSafariRunning()) {
         setSafariMessage(SafariError::notRunning().errorDescription());
         return;
@@ -730,6 +837,28 @@ void AppModel::scheduleReminders(const QList<SavedTab> &tabs)
         return;
     for (const SavedTab &tab : tabs)
         Reminders::schedule(*m_notifications, tab, *m_clock);
+}
+
+void AppModel::postMissedReminders()
+{
+    const QVariant seen = m_settings->value(kRemindersSeenKey);
+    const QDateTime now = m_clock->now();
+    if (seen.isValid() && m_notifications) {
+        for (const SavedTab &tab : Reminders::missedSince(m_library->data().tabs, seen.toDateTime(), now))
+            Reminders::postNow(*m_notifications, tab);
+    }
+    // Nothing posts reminders while Pellmora is closed; the first start says so.
+    if (!seen.isValid() && !m_launchAtLogin)
+        setNotice(QStringLiteral("Willkommen bei Pellmora. Erinnerungen kommen nur, während Pellmora läuft: "
+                                 "Schalte in den Einstellungen «Beim Anmelden starten» ein, dann kommen sie "
+                                 "pünktlich."));
+    markRemindersSeen();
+}
+
+void AppModel::markRemindersSeen()
+{
+    m_settings->setValue(kRemindersSeenKey, m_clock->now());
+    m_settings->sync();
 }
 
 void AppModel::dismissHint(const SavedTab &tab)

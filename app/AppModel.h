@@ -18,6 +18,7 @@
 #include <QStringList>
 #include <QTimer>
 #include <QVariant>
+#include <QVariantMap>
 
 #include <functional>
 #include <memory>
@@ -79,6 +80,8 @@ class AppModel : public QObject
     Q_PROPERTY(QVariant notice READ noticeValue WRITE setNoticeValue NOTIFY noticeChanged)
     Q_PROPERTY(bool aiAvailable READ aiAvailable NOTIFY aiAvailableChanged)
     Q_PROPERTY(bool launchAtLogin READ launchAtLogin WRITE setLaunchAtLogin NOTIFY launchAtLoginChanged)
+    // The views' words for the browser, the desktop and the model (PlatformWords), by name.
+    Q_PROPERTY(QVariantMap words READ words NOTIFY wordsChanged)
 
     // List-shaped state for the views.
     Q_PROPERTY(TabListModel *visibleTabs READ visibleTabsModel CONSTANT)
@@ -159,6 +162,11 @@ public:
     void setNotice(const std::optional<QString> &notice);
     bool aiAvailable() const { return m_aiAvailable; }
     bool launchAtLogin() const { return m_launchAtLogin; }
+    const QVariantMap &words() const { return m_words; }
+    // The connected browsers as their extensions name them, as last seen.
+    const QStringList &browsers() const { return m_browsers; }
+    // Where the installed browser extension lies, for the connecting steps.
+    static QString extensionFolder();
 
     // The selection's tabs while the query is empty, else the search results.
     QList<SavedTab> visibleTabs() const;
@@ -194,6 +202,9 @@ public Q_SLOTS:
     void confirmSleepResult();
     void connectSafari();
     void refreshLiveCount();
+    // Looks at which browsers are connected and what the model is called;
+    // runs every second, so a browser that connects shows at once.
+    void watchBrowsers();
     void ask(const QString &question);
     // Returns the number of new hints.
     int generateHints(bool notify);
@@ -241,6 +252,7 @@ Q_SIGNALS:
     void noticeChanged();
     void aiAvailableChanged();
     void launchAtLoginChanged();
+    void wordsChanged();
     // Every change of the live library, forwarded.
     void libraryChanged();
     // With every library change and every recount: "today" moves with the clock.
@@ -256,6 +268,8 @@ private:
     void loadSettings();
     void scheduleSearch();
     void startSearch();
+    // Writes back the vectors a search made for tabs that had none.
+    void keepEmbeddings(const LibraryData &completed);
     void finishSleepRun(quint64 run, bool demo, const SleepStage &stage, bool cancelled);
     void applyStage(quint64 run, const SleepStage &stage);
     void setLiveCounts(std::optional<int> tabs, std::optional<int> windows);
@@ -270,6 +284,16 @@ private:
     void refreshLists();
     QList<SavedTab> libraryTabs(const QStringList &ids) const;
     void scheduleReminders(const QList<SavedTab> &tabs);
+
+public:
+    // At start-up: posts, once, every reminder that came due since the
+    // application last ran (nothing on the very first start).
+    void postMissedReminders();
+    // While running and at quit: reminders due until now were posted live,
+    // so a restart must not post them again.
+    void markRemindersSeen();
+
+private:
 
     // QML-facing readers.
     QVariantList searchResultList() const;
@@ -322,8 +346,11 @@ private:
     std::optional<QString> m_notice;
     bool m_aiAvailable = false;
     bool m_launchAtLogin = false;
+    QStringList m_browsers;
+    QVariantMap m_words;
 
     QTimer m_searchTimer;
+    QTimer m_browserWatch;
     quint64 m_searchGeneration = 0;
     bool m_searchRunning = false;
     std::optional<std::stop_source> m_sleepStop; // the running sleep task

@@ -5,6 +5,7 @@
 #include <QSet>
 
 #include "Fmt.h"
+#include "PlatformWords.h"
 
 namespace {
 
@@ -80,7 +81,7 @@ QString subtitle(const LibraryData &data, const SidebarSelection &selection, con
             + topicSource(data, topicById(data, selection.id));
     }
     case SidebarSelection::Kind::window:
-        return n + QStringLiteral(" Tabs, so wie sie in Safari offen waren");
+        return n + PlatformWords::savedWindowLine();
     case SidebarSelection::Kind::all:
         return n + QStringLiteral(" gespeicherte Tabs aus ") + count(data.windows.size())
             + QStringLiteral(" Fenstern");

@@ -7,9 +7,21 @@
 #include <QPushButton>
 #include <QQmlEngine>
 
+#include "PlatformWords.h"
+
 QHash<QQmlEngine *, QPointer<MainMenu>> MainMenu::s_attached;
 
 MainMenu::MainMenu(QObject *parent) : QObject(parent) {}
+
+QString MainMenu::demoModeEntry()
+{
+    return PlatformWords::demoMenuEntry({});
+}
+
+QString MainMenu::minimizeEntry()
+{
+    return PlatformWords::minimizeCommand();
+}
 
 MainMenu::~MainMenu()
 {
@@ -68,7 +80,8 @@ void MainMenu::clearLibrary()
 {
     confirm(QStringLiteral("Bibliothek leeren?"),
             QStringLiteral("Alle gespeicherten Tabs, Notizen und Erinnerungen werden aus Pellmora "
-                           "gelöscht. Safari bleibt, wie es ist."),
+                           "gelöscht. ")
+                + PlatformWords::clearKeepsBrowser(),
             QStringLiteral("Leeren"), &MainMenu::clearLibraryRequested);
 }
 

@@ -22,6 +22,9 @@ class MainMenu : public QObject
     Q_PROPERTY(bool demoMode READ demoMode NOTIFY demoModeChanged)
     // Whether the user's own library lies aside, to be brought back.
     Q_PROPERTY(bool ownLibraryKept READ ownLibraryKept NOTIFY ownLibraryKeptChanged)
+    // Entries that name the browser or the desktop (PlatformWords).
+    Q_PROPERTY(QString demoModeEntry READ demoModeEntry CONSTANT)
+    Q_PROPERTY(QString minimizeEntry READ minimizeEntry CONSTANT)
 
 public:
     // Not default-constructible on purpose: QML would otherwise build its
@@ -35,6 +38,8 @@ public:
     static MainMenu *create(QQmlEngine *qmlEngine, QJSEngine *jsEngine);
 
     bool demoMode() const { return m_demoMode; }
+    static QString demoModeEntry();
+    static QString minimizeEntry();
     // The check mark of the demo item always shows the model's mode.
     void setDemoMode(bool on);
 

@@ -4,6 +4,7 @@
 
 #include "DemoData.h"
 #include "Fmt.h"
+#include "PlatformWords.h"
 #include "SafariWindow.h"
 
 namespace {
@@ -99,7 +100,7 @@ QString PopoverText::groupOption(const QVariant &windows)
 QString PopoverText::topicOption(bool aiAvailable)
 {
     return QStringLiteral("Zusätzlich nach Thema sortieren (")
-        + (aiAvailable ? QStringLiteral("KI auf dem Mac") : QStringLiteral("Stichwörter")) + u')';
+        + PlatformWords::topicSource(aiAvailable) + u')';
 }
 
 QString PopoverText::footerLine(int remindersToday, int openHints)

@@ -14,6 +14,7 @@
 #include "LibraryStore.h"
 #include "QmlModule.h"
 #include "SelfTestSupport.h"
+#include "EmbedderFactory.h"
 
 SelfTestSession::SelfTestSession(QString folder) : m_folder(std::move(folder)) {}
 
@@ -32,7 +33,7 @@ Result<std::unique_ptr<SelfTestSession>> SelfTestSession::create(const QString &
     session->m_settings = std::make_shared<QSettings>(dir.filePath(QStringLiteral("settings.ini")),
                                                       QSettings::IniFormat);
     session->m_library = std::make_unique<Library>(LibraryStore(session->libraryPath()));
-    session->m_embedder = std::make_shared<Embedder>(true);
+    session->m_embedder = EmbedderFactory::create();
 
     AppModel::Services services;
     services.library = session->m_library.get();

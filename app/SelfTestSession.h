@@ -33,7 +33,7 @@ public:
     QString libraryPath() const;
     Library &library() const { return *m_library; }
     AppModel &model() const { return *m_model; }
-    const std::shared_ptr<Embedder> &embedder() const { return m_embedder; }
+    const std::shared_ptr<const Embedder> &embedder() const { return m_embedder; }
     // Prepared for the module's views, with the model as their `AppModel`.
     QQmlEngine &engine();
 
@@ -48,7 +48,7 @@ private:
     std::unique_ptr<BrowserHub> m_hub;
     std::shared_ptr<QSettings> m_settings;
     std::unique_ptr<Library> m_library;
-    std::shared_ptr<Embedder> m_embedder;
+    std::shared_ptr<const Embedder> m_embedder;
     std::unique_ptr<AppModel> m_model;
     std::unique_ptr<QQmlEngine> m_engine;
     bool m_closed = false;

@@ -10,6 +10,7 @@
 #include "BrowserBridge.h"
 #include "Library.h"
 #include "ModelConfig.h"
+#include "PlatformWords.h"
 
 namespace {
 
@@ -17,18 +18,6 @@ namespace {
 const QString serverUrlKey = QStringLiteral("modelServerURL");
 const QString modelNameKey = QStringLiteral("modelName");
 const QString embeddingModelNameKey = QStringLiteral("embeddingModelName");
-
-QString browserLabel(const QString &name)
-{
-    const QString lower = name.toLower();
-    if (lower == u"chromium")
-        return QStringLiteral("Chromium");
-    if (lower == u"chrome")
-        return QStringLiteral("Chrome");
-    if (lower == u"firefox")
-        return QStringLiteral("Firefox");
-    return name.isEmpty() ? QStringLiteral("Browser") : name;
-}
 
 } // namespace
 
@@ -65,8 +54,7 @@ QString SettingsPresenter::searchLine() const
 {
     const bool semantic = m_model && m_model->embedder() && m_model->embedder()->semanticDim() > 0;
     return QStringLiteral("Suche nach Bedeutung: ")
-        + (semantic ? QStringLiteral("Apples Sprachmodell auf dem Mac")
-                    : QStringLiteral("Stichwörter (Apples Sprachpakete fehlen noch)"));
+        + PlatformWords::searchSource(semantic, ModelConfig::current().embeddingModelName);
 }
 
 QString SettingsPresenter::configSnippet() const
@@ -164,7 +152,7 @@ void SettingsPresenter::refreshBrowsers()
     QStringList names;
     if (m_model) {
         for (const ConnectedBrowser &browser : m_model->bridge().connectedBrowsers())
-            names << browserLabel(browser.browser);
+            names << PlatformWords::browserName(browser.browser);
     }
     const QString line = browsersLineFor(names);
     if (line == m_browsersLine)

@@ -46,7 +46,7 @@ QList<Project> projects()
 
 // The demo library with its topics and hints, made off the main thread while
 // the event loop keeps running; without topics when they take too long.
-LibraryData demoLibrary(const std::shared_ptr<Embedder> &embedder, const QString &projectsFolder)
+LibraryData demoLibrary(const std::shared_ptr<const Embedder> &embedder, const QString &projectsFolder)
 {
     LibraryData data = DemoData::library(Clock::system().now());
     data.context.folderPaths = {projectsFolder};

@@ -4,7 +4,7 @@
 #include "CliCommand.h"
 #include "Embedder.h"
 #include "LibraryStore.h"
-#include "ServerEmbeddingSource.h"
+#include "EmbedderFactory.h"
 #include "ToolOutput.h"
 
 #include <QJsonArray>
@@ -56,7 +56,7 @@ int runAskCommand(const QStringList &arguments)
 
     const LibraryData data = LibraryStore::standard().load();
     // The same vector space as the application's, so cached vectors count.
-    const auto embedder = std::make_shared<const Embedder>(true, ServerEmbeddingSource::create());
+    const auto embedder = EmbedderFactory::create();
     const ChatAnswer answer = Chat(embedder).answer(question, data);
 
     if (json) {

@@ -1,6 +1,7 @@
 #include "McpCommand.h"
 
 #include "CliCommand.h"
+#include "EmbedderFactory.h"
 #include "LibraryStore.h"
 #include "MCPServer.h"
 
@@ -17,7 +18,7 @@ int runMcpCommand(const QStringList &args)
     if (!args.isEmpty())
         return Cli::usageError(usage, QStringLiteral("Unbekanntes Argument: ") + args.first());
     Cli::out().flush();
-    MCPServer server(LibraryStore::standard());
+    MCPServer server(LibraryStore::standard(), Clock::system(), [] { return EmbedderFactory::create(); });
     server.run();
     return 0;
 }

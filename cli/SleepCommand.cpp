@@ -5,7 +5,7 @@
 #include "Clock.h"
 #include "Embedder.h"
 #include "LibraryStore.h"
-#include "ServerEmbeddingSource.h"
+#include "EmbedderFactory.h"
 #include "SleepPipeline.h"
 #include "SleepRun.h"
 #include "StoreLibraryAccess.h"
@@ -102,7 +102,7 @@ int runSleepCommand(const QStringList &arguments)
 
     StoreLibraryAccess library(LibraryStore::standard());
     // The same vector space as the application's, so cached vectors count.
-    const SleepPipeline pipeline(std::make_shared<const Embedder>(true, ServerEmbeddingSource::create()));
+    const SleepPipeline pipeline(EmbedderFactory::create());
     const SleepRun sleep(pipeline, library, bridge.get(), Clock::system());
     StagePrinter printer;
     const SleepRun::Outcome outcome = sleep.run(options, demo, std::ref(printer));

@@ -1,6 +1,7 @@
 #include "ToolOutput.h"
 
 #include "CliCommand.h"
+#include "EmbedderFactory.h"
 #include "JsonText.h"
 #include "LibraryStore.h"
 #include "MCPServer.h"
@@ -13,7 +14,7 @@ namespace ToolOutput {
 int call(const QString &tool, const QJsonObject &arguments, bool json,
          const std::function<void(const QJsonValue &)> &printLines)
 {
-    MCPServer server(LibraryStore::standard());
+    MCPServer server(LibraryStore::standard(), Clock::system(), [] { return EmbedderFactory::create(); });
     const QJsonObject result = server.callTool(tool, arguments);
     const QString text = result.value(QStringLiteral("content")).toArray().at(0).toObject()
                              .value(QStringLiteral("text")).toString();

@@ -79,9 +79,7 @@ Rectangle {
                 Text {
                     objectName: "introText"
                     Layout.fillWidth: true
-                    text: AppModel.aiAvailable
-                          ? "Apple Intelligence sucht die passenden Tabs und sagt dir, warum sie passen. Alles bleibt auf deinem Mac."
-                          : "Apple Intelligence ist auf diesem Mac nicht eingeschaltet. Du bekommst trotzdem die besten Treffer, nur ohne Begründung."
+                    text: AppModel.aiAvailable ? AppModel.words.chatIntroOn : AppModel.words.chatIntroOff
                     font.pointSize: Theme.points(15)
                     color: Theme.secondary
                     wrapMode: Text.Wrap

@@ -28,7 +28,7 @@ Rectangle {
         }
         Text {
             objectName: "emptyText"
-            text: "Klick oben in der Menüleiste auf den Mond und dann auf «Alle Tabs schlafen legen». Zum Ausprobieren ohne Safari gibt es Beispiel-Daten."
+            text: empty.model.words.libraryEmptyText
             wrapMode: Text.Wrap
             horizontalAlignment: Text.AlignHCenter
             color: Theme.secondary

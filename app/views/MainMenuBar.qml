@@ -55,7 +55,7 @@ MenuBar {
     Menu {
         title: "Fenster"
         delegate: MainMenuItem {}
-        Action { text: "Im Dock ablegen"; shortcut: "Ctrl+M"; onTriggered: bar.Window.window.showMinimized() }
+        Action { text: MainMenu.minimizeEntry; shortcut: "Ctrl+M"; onTriggered: bar.Window.window.showMinimized() }
     }
     Menu {
         id: help
@@ -73,7 +73,7 @@ MenuBar {
         }
         Action { text: "Beispiel-Daten laden"; onTriggered: MainMenu.loadDemo() }
         Action {
-            text: "Demo-Modus (Beispiel-Daten statt Safari)"
+            text: MainMenu.demoModeEntry
             checkable: true
             checked: MainMenu.demoMode
             onTriggered: {

@@ -1,7 +1,7 @@
 import QtQuick
 import Pellmora
 
-// The popover's top: what is open in Safari right now and what it costs, or
+// The popover's top: what is open in the browser right now and what it costs, or
 // why that is not known.
 Column {
     id: header
@@ -25,7 +25,7 @@ Column {
             objectName: "headerTitle"
             height: badge.visible ? badge.height : implicitHeight
             verticalAlignment: Text.AlignVCenter
-            text: "Gerade offen in Safari"
+            text: AppModel.words.popoverTitle
             color: Theme.secondary
             font.pointSize: Theme.points(14)
         }
@@ -41,7 +41,7 @@ Column {
                 id: badgeText
                 objectName: "demoBadge"
                 anchors.centerIn: parent
-                text: "Demo-Modus: Beispiel-Daten statt Safari"
+                text: AppModel.words.demoBadge
                 color: Theme.petrol
                 font.pointSize: Theme.points(12)
                 font.weight: Font.DemiBold
@@ -73,7 +73,7 @@ Column {
         objectName: "notConnectedTitle"
         width: parent.width
         visible: header.notConnected
-        text: "Safari ist noch nicht verbunden."
+        text: AppModel.words.notConnectedTitle
         color: Theme.ink
         font.pointSize: Theme.points(16)
         font.bold: true
@@ -83,7 +83,7 @@ Column {
         objectName: "notConnectedText"
         width: parent.width
         visible: header.notConnected
-        text: "Beim Verbinden fragt macOS einmal, ob Pellmora Safari steuern darf. Sag «Erlauben», sonst kann Pellmora keine Tabs lesen und schliessen."
+        text: AppModel.words.notConnectedText
         color: Theme.secondary
         font.pointSize: Theme.points(13.5)
         lineHeight: 1.1
@@ -99,7 +99,7 @@ Column {
         wrapMode: Text.Wrap
     }
 
-    // A problem with Safari, unless it already stands in place of the count.
+    // A problem with the browser, unless it already stands in place of the count.
     Text {
         objectName: "safariMessage"
         width: parent.width

@@ -1,8 +1,8 @@
 import QtQuick
 import Pellmora
 
-// What the moon opens: Safari's count and its cost, the one button that puts
-// every tab to sleep (or connects Safari first), the run's options, progress
+// What the moon opens: the browser's count and its cost, the one button that puts
+// every tab to sleep (or connects the browser first), the run's options, progress
 // and result, and today's reminders and hints. Keeps no state of its own.
 Rectangle {
     id: popover
@@ -62,7 +62,7 @@ Rectangle {
                 width: parent.width
                 minimumHeight: 54
                 fontSize: 18
-                text: popover.canSleep ? "🌙  Alle Tabs schlafen legen" : "Safari verbinden"
+                text: popover.canSleep ? "🌙  Alle Tabs schlafen legen" : AppModel.words.connectButton
                 onClicked: popover.canSleep ? AppModel.sleepAllTabs() : AppModel.connectSafari()
             }
             Text {

@@ -92,7 +92,7 @@ Rectangle {
         }
         Text {
             Layout.fillWidth: true
-            text: "Der Mond ist nach jedem Neustart oben in der Menüleiste."
+            text: AppModel.words.moonAfterRestart
             font.pointSize: Theme.points(13)
             color: Theme.secondary
             wrapMode: Text.Wrap
@@ -122,7 +122,7 @@ Rectangle {
         Text {
             objectName: "pinnedExplanation"
             Layout.fillWidth: true
-            text: "Safari verrät anderen Programmen nicht, welche Tabs angepinnt sind. Trag deshalb die Adressen ein, die immer offen bleiben sollen (eine pro Zeile, z. B. mail.google.com)."
+            text: AppModel.words.pinnedExplanation
             font.pointSize: Theme.points(13)
             color: Theme.secondary
             wrapMode: Text.Wrap

@@ -248,7 +248,7 @@ Rectangle {
             spacing: 10
             LinkButtonStyle {
                 objectName: "detailOpen"
-                text: "In Safari öffnen"
+                text: detail.model.words.openButton
                 onClicked: if (detail.tab) detail.model.openTabs([detail.tab.tabId])
             }
             Item { Layout.fillWidth: true }

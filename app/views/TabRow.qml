@@ -171,7 +171,7 @@ Item {
         objectName: "tabMenu"
         MenuItem {
             objectName: "menuOpen"
-            text: "In Safari öffnen"
+            text: row.model.words.openButton
             onTriggered: row.model.openTabs([row.tabId])
         }
         MenuItem {

@@ -156,6 +156,25 @@ void postResult(NotificationService &service, const QString &text)
     service.add(resultRequest(text));
 }
 
+QList<SavedTab> missedSince(const QList<SavedTab> &tabs, const QDateTime &since, const QDateTime &now)
+{
+    QList<SavedTab> missed;
+    for (const SavedTab &tab : tabs) {
+        if (tab.reminderAt && *tab.reminderAt > since && *tab.reminderAt <= now)
+            missed.append(tab);
+    }
+    return missed;
+}
+
+void postNow(NotificationService &service, const SavedTab &tab)
+{
+    if (!isUsable() || !permitted(service))
+        return;
+    NotificationRequest request = reminderRequest(tab);
+    request.fireAt.reset();
+    service.add(request);
+}
+
 void cancel(NotificationService &service, const QUuid &tabId)
 {
     if (!isUsable())

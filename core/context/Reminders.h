@@ -39,6 +39,12 @@ void schedule(NotificationService &service, const SavedTab &tab, const Clock &cl
 void rescheduleAll(NotificationService &service, const QList<SavedTab> &tabs,
                    const Clock &clock = Clock::system());
 void postHint(NotificationService &service, const Hint &hint, const SavedTab &tab);
+// Reminders due after `since` and at or before `now`: those that came due
+// while nothing ran that could post them.
+QList<SavedTab> missedSince(const QList<SavedTab> &tabs, const QDateTime &since, const QDateTime &now);
+// Posts a reminder at once, as for one that came due unseen; never asks for
+// permission (it runs at start-up).
+void postNow(NotificationService &service, const SavedTab &tab);
 void cancel(NotificationService &service, const QUuid &tabId);
 // The outcome of a sleep run, for a user who no longer sees the popover; a
 // newer outcome replaces an older one. No tab, so no answers to give.

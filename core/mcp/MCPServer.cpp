@@ -5,6 +5,7 @@
 #include "JsonText.h"
 #include "SearchIndex.h"
 #include "TextCut.h"
+#include "PlatformWords.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>
@@ -98,8 +99,8 @@ QJsonObject reply(const QJsonValue &id, const QString &key, const QJsonValue &va
 
 } // namespace
 
-MCPServer::MCPServer(LibraryStore store, const Clock &clock)
-    : m_store(std::move(store)), m_clock(clock)
+MCPServer::MCPServer(LibraryStore store, const Clock &clock, EmbedderMaker makeEmbedder)
+    : m_store(std::move(store)), m_clock(clock), m_makeEmbedder(std::move(makeEmbedder))
 {
 }
 
@@ -120,7 +121,7 @@ const QJsonArray &MCPServer::toolDefinitions()
             tool(QStringLiteral("list_topics"),
                  QStringLiteral("Listet die Themen (KI-Gruppen) mit Anzahl Tabs."), {}, {}),
             tool(QStringLiteral("list_windows"),
-                 QStringLiteral("Listet die gespeicherten Fenster wie sie in Safari waren."), {}, {}),
+                 PlatformWords::mcpWindowsTool(), {}, {}),
             tool(QStringLiteral("get_tab"),
                  QStringLiteral("Gibt einen Tab mit Zusammenfassung, Notiz und Seitentext zurück."),
                  {{QStringLiteral("id"), property(str, QStringLiteral("Tab-ID (UUID)"))}},
@@ -251,8 +252,7 @@ std::optional<QString> MCPServer::handle(const QString &line)
                          {QStringLiteral("title"), QStringLiteral("Pellmora Tab-Bibliothek")},
                          {QStringLiteral("version"), QStringLiteral("0.1.0")}}},
             {QStringLiteral("instructions"),
-             QStringLiteral("Durchsucht die gespeicherten Safari-Tabs des Nutzers (Bibliothek von "
-                            "Pellmora). Antworte auf Deutsch.")},
+             PlatformWords::mcpInstructions()},
         });
     } else if (method == u"ping") {
         answer = reply(id, QStringLiteral("result"), QJsonObject());
@@ -340,10 +340,26 @@ QJsonObject MCPServer::search(const QJsonObject &arguments, const LibraryData &d
         return failure(QStringLiteral("query fehlt"));
     const qint64 limit =
         std::clamp<qint64>(integerArgument(arguments, QStringLiteral("limit")).value_or(10), 1, 50);
-    if (!m_index)
-        m_index = std::make_unique<SearchIndex>(std::make_shared<const Embedder>(true));
+    if (!m_index) {
+        if (m_makeEmbedder)
+            m_embedder = m_makeEmbedder();
+        if (!m_embedder)
+            m_embedder = std::make_shared<const Embedder>(true);
+        m_index = std::make_unique<SearchIndex>(m_embedder);
+    }
+    // Vectors missing for this kind are made once and written back, so no
+    // later search, here or in another process, makes them again.
+    const LibraryData *searched = &data;
+    LibraryData completed;
+    if (!m_embedder->hasEmbeddings(data)) {
+        completed = data;
+        m_embedder->ensureEmbeddings(completed);
+        // A failed write costs only time: the next search makes them again.
+        (void)m_store.save(completed);
+        searched = &completed;
+    }
     QJsonArray hits;
-    for (const SearchHit &hit : m_index->hits(query.toString(), data, limit)) {
+    for (const SearchHit &hit : m_index->hits(query.toString(), *searched, limit)) {
         QJsonObject o = brief(hit.tab, data);
         const float rounded = std::round(hit.score * 1000.0f) / 1000.0f;
         o.insert(QStringLiteral("score"), double(rounded));

@@ -4,9 +4,11 @@
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QString>
+#include <functional>
 #include <memory>
 #include <optional>
 
+class Embedder;
 class SearchIndex;
 struct SavedTab;
 struct LibraryData;
@@ -20,7 +22,11 @@ public:
     static inline const QString internalErrorLine = QStringLiteral(
         R"({"jsonrpc":"2.0","id":null,"error":{"code":-32603,"message":"Internal error"}})");
 
-    explicit MCPServer(LibraryStore store, const Clock &clock = Clock::system());
+    // Makes the embedder at the first search (the callers' EmbedderFactory);
+    // hashed words only when there is none.
+    using EmbedderMaker = std::function<std::shared_ptr<const Embedder>()>;
+
+    explicit MCPServer(LibraryStore store, const Clock &clock = Clock::system(), EmbedderMaker makeEmbedder = {});
     ~MCPServer();
     MCPServer(const MCPServer &) = delete;
     MCPServer &operator=(const MCPServer &) = delete;
@@ -46,5 +52,7 @@ private:
 
     LibraryStore m_store;
     const Clock &m_clock;
-    std::unique_ptr<SearchIndex> m_index; // made on the first search, then kept
+    EmbedderMaker m_makeEmbedder;
+    std::shared_ptr<const Embedder> m_embedder; // made on the first search, then kept
+    std::unique_ptr<SearchIndex> m_index;
 };

@@ -3,14 +3,13 @@
 #include "ModelClient.h"
 #include "SerialGate.h"
 #include "WithTimeout.h"
+#include "PlatformWords.h"
 
 namespace AIEngine {
 
 const QString &instructions()
 {
-    static const QString text = QStringLiteral(
-        "Du bist ein Helfer in einer Mac-App, die gespeicherte Browser-Tabs ordnet. Antworte immer auf Deutsch "
-        "mit Schweizer Schreibweise (ss statt ß), kurz, sachlich und ohne Floskeln.");
+    static const QString text = PlatformWords::modelInstructions();
     return text;
 }
 

@@ -2,6 +2,7 @@
 
 #include "ModelClient.h"
 #include "ModelConfig.h"
+#include "PlatformWords.h"
 
 namespace AIStatus {
 
@@ -30,24 +31,30 @@ QString description()
 
 QString forcedOffDescription()
 {
-    return QStringLiteral("Apple Intelligence: für diesen Lauf ausgeschaltet");
+    return PlatformWords::modelStatus(PlatformWords::ModelState::forcedOff, ModelConfig::current().modelName);
 }
 
 QString description(Availability availability)
 {
+    using PlatformWords::ModelState;
+    ModelState state = ModelState::otherReason;
     switch (availability) {
     case Availability::available:
-        return QStringLiteral("Apple Intelligence: eingeschaltet, Themen und Chat laufen auf deinem Mac");
+        state = ModelState::available;
+        break;
     case Availability::deviceNotEligible:
-        return QStringLiteral("Apple Intelligence: dieser Mac unterstützt es nicht. Pellmora nutzt Stichwörter statt KI.");
+        state = ModelState::deviceNotEligible;
+        break;
     case Availability::notEnabled:
-        return QStringLiteral("Apple Intelligence ist ausgeschaltet. Einschalten: Systemeinstellungen → Apple Intelligence & Siri.");
+        state = ModelState::notEnabled;
+        break;
     case Availability::modelNotReady:
-        return QStringLiteral("Apple Intelligence lädt noch das Sprachmodell. Bis dahin nutzt Pellmora Stichwörter.");
+        state = ModelState::modelNotReady;
+        break;
     case Availability::otherReason:
         break;
     }
-    return QStringLiteral("Apple Intelligence ist gerade nicht verfügbar. Pellmora nutzt Stichwörter.");
+    return PlatformWords::modelStatus(state, ModelConfig::current().modelName);
 }
 
 } // namespace AIStatus

@@ -7,6 +7,8 @@
 #include "AIStatus.h"
 #include "Embedder.h"
 #include "Fmt.h"
+#include "ModelConfig.h"
+#include "PlatformWords.h"
 
 namespace {
 
@@ -57,7 +59,7 @@ std::optional<ChatAnswer> Chat::answerWithModel(const QString &question, const Q
 
 QString Chat::fallbackNote()
 {
-    return QStringLiteral("Apple Intelligence ist ausgeschaltet, darum zeige ich die besten Treffer ohne Begründung.");
+    return PlatformWords::chatFallbackNote(ModelConfig::current().modelName);
 }
 
 QString Chat::nothingFoundText()

@@ -8,6 +8,7 @@
 #include "Fmt.h"
 #include "LibraryAccess.h"
 #include "SleepPipeline.h"
+#include "PlatformWords.h"
 
 namespace {
 
@@ -49,9 +50,9 @@ SleepRun::SleepRun(const SleepPipeline &pipeline, LibraryAccess &library, Browse
 {
 }
 
-QString SleepRun::emptyMessage()
+QString SleepRun::emptyMessage(const QStringList &browsers)
 {
-    return QStringLiteral("In Safari ist gerade kein Tab offen.");
+    return PlatformWords::emptyBrowser(browsers);
 }
 
 QString SleepRun::saveFailedPrefix()
@@ -94,7 +95,7 @@ SleepRun::Outcome SleepRun::run(const SleepOptions &options, bool demo, const St
     for (const SafariWindow &window : std::as_const(windows))
         counted += int(window.tabs.size());
     if (counted == 0)
-        return finish(SleepStage::failed(emptyMessage()));
+        return finish(SleepStage::failed(emptyMessage(m_bridge ? m_bridge->connectedNames() : QStringList())));
     if (stop.stop_requested())
         return stopped();
 

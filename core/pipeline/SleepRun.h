@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QList>
+#include <QStringList>
 #include <QUuid>
 
 #include <functional>
@@ -46,7 +47,8 @@ public:
     Outcome run(const SleepOptions &options, bool demo, const StageCallback &onStage = {},
                 std::stop_token stop = {}) const;
 
-    static QString emptyMessage();      // "In Safari ist gerade kein Tab offen."
+    // Names the connected browsers, as their extensions call them.
+    static QString emptyMessage(const QStringList &browsers = {});
     static QString saveFailedPrefix(); // "Speichern fehlgeschlagen: "
 
 private:

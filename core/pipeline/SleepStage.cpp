@@ -1,6 +1,7 @@
 #include "SleepStage.h"
 
 #include "Fmt.h"
+#include "PlatformWords.h"
 
 #include <QHashFunctions>
 
@@ -57,7 +58,7 @@ QString SleepStage::label() const
     case Kind::idle:
         return {};
     case Kind::reading:
-        return QStringLiteral("Lese die offenen Tabs aus Safari …");
+        return PlatformWords::readingStage();
     case Kind::fetching:
         return QStringLiteral("Speichere Seiteninhalte: ") + Fmt::number(done) + QStringLiteral(" von ")
             + Fmt::number(total);
@@ -67,7 +68,7 @@ QString SleepStage::label() const
     case Kind::grouping:
         return QStringLiteral("Sortiere nach Thema …");
     case Kind::closing:
-        return QStringLiteral("Schliesse die Tabs in Safari …");
+        return PlatformWords::closingStage();
     case Kind::done:
         return stats.sentence();
     case Kind::failed:

@@ -9,3 +9,11 @@ SafariResult<int> BrowserBridge::closeAllTabs(const QList<SafariWindow> &windows
             urls.insert(tab.url);
     return closeTabs(urls, keepPinned ? pinnedDomains : QStringList());
 }
+
+QStringList BrowserBridge::connectedNames() const
+{
+    QStringList names;
+    for (const ConnectedBrowser &browser : connectedBrowsers())
+        names << browser.browser;
+    return names;
+}

@@ -33,6 +33,12 @@ public:
     // The browsers connected through the extension, in connection order, for
     // the settings to show; none where the browser is reached otherwise.
     virtual QList<ConnectedBrowser> connectedBrowsers() const { return {}; }
+    // True where the browser counts as connected as soon as its extension
+    // is, rather than when the user allowed it once.
+    virtual bool connectsByItself() const { return false; }
+
+    // connectedBrowsers() by name, as PlatformWords takes them.
+    QStringList connectedNames() const;
 
     SafariResult<int> closeAllTabs(const QList<SafariWindow> &windows, bool keepPinned,
                                    const QStringList &pinnedDomains);

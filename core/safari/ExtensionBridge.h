@@ -26,6 +26,7 @@ public:
     void openWithWorkspace(const QList<QUrl> &urls) override;
 
     QList<ConnectedBrowser> connectedBrowsers() const override;
+    bool connectsByItself() const override { return true; }
 
     // One window as a browser listed it, before numbering; empty tabs
     // (isEmptyPage) leave gaps in the positions.

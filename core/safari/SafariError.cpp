@@ -1,4 +1,5 @@
 #include "SafariError.h"
+#include "PlatformWords.h"
 
 SafariError SafariError::scriptFailed(int code, QString message)
 {
@@ -19,12 +20,11 @@ QString SafariError::errorDescription() const
 {
     switch (kind) {
     case Kind::ScriptFailed:
-        return QStringLiteral("Safari hat nicht geantwortet (Fehler %1): %2").arg(code).arg(message);
+        return PlatformWords::noAnswerError(code, message);
     case Kind::NotRunning:
-        return QStringLiteral("Safari ist nicht geöffnet. Öffne Safari und versuche es nochmals.");
+        return PlatformWords::notRunningError();
     case Kind::PermissionDenied:
-        return QStringLiteral("Pellmora darf Safari noch nicht steuern. Erlauben: Systemeinstellungen → "
-                              "Datenschutz & Sicherheit → Automation → Pellmora → Safari einschalten.");
+        return PlatformWords::permissionError();
     }
     return {};
 }

@@ -80,6 +80,14 @@ void Embedder::ensureEmbeddings(LibraryData &data, std::stop_token stop) const
     }
 }
 
+bool Embedder::hasEmbeddings(const LibraryData &data) const
+{
+    if (data.embedderKind != m_kind)
+        return data.tabs.isEmpty();
+    return std::all_of(data.tabs.cbegin(), data.tabs.cend(),
+                       [&](const SavedTab &tab) { return data.embeddings.contains(idText(tab.id)); });
+}
+
 quint64 Embedder::fnv(const QString &text)
 {
     quint64 hash = 0xCBF29CE484222325ull;

@@ -41,6 +41,8 @@ public:
     // Adds vectors for tabs without one, drops those of removed tabs, and
     // starts over when the stored vectors come from another vector space.
     void ensureEmbeddings(LibraryData &data, std::stop_token stop = {}) const;
+    // True when every tab has a stored vector of this embedder's kind.
+    bool hasEmbeddings(const LibraryData &data) const;
 
     static quint64 fnv(const QString &text);
     static Vector hashedBagOfWords(const QString &text);

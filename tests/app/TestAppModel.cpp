@@ -1,4 +1,4 @@
-// The app model's state and its operations on Safari and on single tabs:
+// The app model's state and its operations on the browser and on single tabs:
 // settings, orders of the lists, sleep runs, live counts, opening, editing,
 // reminders and deleting.
 #include "AppModelFixture.h"
@@ -10,6 +10,7 @@
 #include "SleepOptions.h"
 #include "SleepRun.h"
 #include "TabListModel.h"
+#include "PlatformWords.h"
 
 #include <QAbstractItemModelTester>
 #include <QSignalSpy>
@@ -20,8 +21,7 @@
 
 namespace {
 
-const QString kConnectFirst = QStringLiteral(
-    "Verbinde zuerst Safari (Knopf «Safari verbinden») oder schalte im Menü Hilfe den Demo-Modus ein.");
+const QString kConnectFirst = PlatformWords::connectFirst();
 
 QStringList titles(const QList<SavedTab> &tabs)
 {
@@ -98,6 +98,7 @@ private Q_SLOTS:
 
     void connectSafari();
     void connectSafariWhenNotRunning();
+    void extensionConnectsWithoutAClick();
     void refreshLiveCount();
 
     void openUsesTheRightOpener_data();
@@ -416,7 +417,7 @@ void TestAppModel::emptySnapshotFails()
     QSignalSpy ended(&model, &AppModel::sleepRunEnded);
     model.sleepAllTabs();
     QVERIFY(ended.wait(30000));
-    QCOMPARE(model.sleepStage(), SleepStage::failed(QStringLiteral("In Safari ist gerade kein Tab offen.")));
+    QCOMPARE(model.sleepStage(), SleepStage::failed(PlatformWords::emptyBrowser({})));
     QCOMPARE(libraryChanges.count(), 0);
 }
 
@@ -559,6 +560,34 @@ void TestAppModel::connectSafariWhenNotRunning()
     QCOMPARE(model.safariConnected(), false);
 }
 
+void TestAppModel::extensionConnectsWithoutAClick()
+{
+    // A click from an earlier session does not make a browser connected.
+    f->settings().setValue(QStringLiteral("safariConnected"), true);
+    f->bridge().setExtensionBrowsers({});
+    f->bridge().setWindows({AppModelFixture::window(1, {QStringLiteral("https://a.ch/1"), QStringLiteral("https://a.ch/2")})});
+    AppModel &model = f->model();
+    QCOMPARE(model.safariConnected(), false);
+
+    // Clicking before the extension is there shows how to install it.
+    model.connectSafari();
+    QCOMPARE(model.safariMessage(), std::optional(PlatformWords::connectSteps(AppModel::extensionFolder())));
+    QCOMPARE(model.safariConnected(), false);
+
+    QSignalSpy words(&model, &AppModel::wordsChanged);
+    f->bridge().setExtensionBrowsers({QStringLiteral("firefox")});
+    QTRY_VERIFY(model.safariConnected());
+    QTRY_COMPARE(model.liveTabs(), std::optional(2));
+    QCOMPARE(model.safariMessage(), std::nullopt);
+    QVERIFY(!words.isEmpty());
+    f->settings().sync();
+    QCOMPARE(f->settings().value(QStringLiteral("safariConnected")).toBool(), true);
+
+    f->bridge().setExtensionBrowsers({});
+    QTRY_VERIFY(!model.safariConnected());
+    QCOMPARE(model.liveTabs(), std::nullopt);
+}
+
 void TestAppModel::refreshLiveCount()
 {
     f->bridge().setWindows({AppModelFixture::window(1, {QStringLiteral("https://a.ch/1")})});
@@ -575,7 +604,7 @@ void TestAppModel::refreshLiveCount()
     model.refreshLiveCount();
     QCOMPARE(model.liveTabs(), std::nullopt);
     QCOMPARE(model.liveWindows(), std::nullopt);
-    QCOMPARE(model.safariMessage(), std::optional(QStringLiteral("Safari ist nicht geöffnet.")));
+    QCOMPARE(model.safariMessage(), std::optional(PlatformWords::browserNotOpen()));
 }
 
 void TestAppModel::openUsesTheRightOpener_data()

@@ -2,6 +2,7 @@
 // daily check, regrouping, demo data, clearing, launch at login and the
 // sidebar list.
 #include "AppModelFixture.h"
+#include "Embedder.h"
 
 #include "ChatModel.h"
 #include "DemoData.h"
@@ -117,6 +118,9 @@ void TestAppModelLibrary::searchWaitsThenShowsTheLastQuery()
     QCOMPARE(model.visibleTabs(), model.searchResults());
     QCOMPARE(model.visibleTabsModel()->rowCount(), int(model.searchResults().size()));
     QCOMPARE(model.property("searchResults").toList().size(), model.searchResults().size());
+    // The vectors the search made are kept, so the next query makes none.
+    QCOMPARE(f->library().data().embedderKind, model.embedder()->kind());
+    QCOMPARE(f->library().data().embeddings.size(), 3);
 
     // The empty query shows the selection again.
     model.setQuery(QString());

@@ -12,6 +12,7 @@
 #include "LibraryStore.h"
 #include "SafariError.h"
 #include "context/PrivateBus.h"
+#include "PlatformWords.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -94,6 +95,7 @@ private Q_SLOTS:
     void saveSchedulesAndMovesTheReminder();
     void deleteCancelsTheReminder();
     void setReminderSchedulesEveryTab();
+    void missedRemindersArePostedOnce();
     void hintsAreAnnouncedOnlyWhenAsked_data();
     void hintsAreAnnouncedOnlyWhenAsked();
     void outcomeIsAnnouncedWhenThePopoverIsClosed_data();
@@ -136,6 +138,33 @@ void TestAppModelServices::cleanup()
     Reminders::setEnabled(false);
     qunsetenv("PELLMORA_MODEL");
     qunsetenv("PELLMORA_MODEL_URL");
+}
+
+void TestAppModelServices::missedRemindersArePostedOnce()
+{
+    LibraryData data = twoTabs();
+    f->clock().set(at(16, 8));
+    data.tabs[0].reminderAt = at(16, 9);
+    data.tabs[1].reminderAt = at(16, 12);
+    f->library().replace(data);
+    // The first start has no last run: nothing counts as missed, and the
+    // notice offers starting at login.
+    f->model().postMissedReminders();
+    QVERIFY(m_notifications->added.isEmpty());
+    QVERIFY(f->model().notice());
+
+    // Closed at 08:00, started again at 10:00: the 09:00 reminder comes at once.
+    f->resetModel();
+    f->clock().set(at(16, 10));
+    f->model().postMissedReminders();
+    QCOMPARE(m_notifications->added.size(), 1);
+    QCOMPARE(m_notifications->added.first().identifier, reminderId(data.tabs[0]));
+    QVERIFY(!m_notifications->added.first().fireAt);
+
+    // Another restart repeats nothing.
+    f->resetModel();
+    f->model().postMissedReminders();
+    QCOMPARE(m_notifications->added.size(), 1);
 }
 
 void TestAppModelServices::saveSchedulesAndMovesTheReminder()
@@ -288,10 +317,10 @@ void TestAppModelServices::productionWiring()
     QVERIFY(model->notifications());
     QVERIFY(QFileInfo(runtime.filePath(QStringLiteral("pellmora/browser.sock"))).exists());
 
-    // No browser has connected: Safari counts as not running.
+    // No browser has connected: the connect button shows how to install the extension.
     QVERIFY(!model->bridge().isSafariRunning());
     model->connectSafari();
-    QCOMPARE(model->safariMessage(), std::optional(SafariError::notRunning().errorDescription()));
+    QCOMPARE(model->safariMessage(), std::optional(PlatformWords::connectSteps(AppModel::extensionFolder())));
     model->setDemoMode(true);
     QSignalSpy ended(model.get(), &AppModel::sleepRunEnded);
     model->sleepAllTabs();

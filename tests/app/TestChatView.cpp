@@ -8,6 +8,8 @@
 #include "ChatRules.h"
 #include "Fmt.h"
 #include "ViewHarness.h"
+#include "ModelConfig.h"
+#include "PlatformWords.h"
 #include "TestRegistry.h"
 
 // The chat window over a model with fakes: the intro, questions and answers
@@ -176,8 +178,7 @@ void TestChatView::introOnlyWhileEmpty()
     QVERIFY(m_harness->isShown(QStringLiteral("intro")));
     // The fixture's model reports the language model as unavailable.
     QCOMPARE(m_harness->text(QStringLiteral("introText")),
-             QStringLiteral("Apple Intelligence ist auf diesem Mac nicht eingeschaltet. Du bekommst trotzdem "
-                            "die besten Treffer, nur ohne Begründung."));
+             PlatformWords::chatIntro(false, ModelConfig::current().modelName));
     QVERIFY(!m_harness->find(QStringLiteral("message0")));
 
     appendAnswer({});
@@ -193,8 +194,7 @@ void TestChatView::introWithTheModel()
     m_harness = std::make_unique<ViewHarness>(m_fixture->model());
     QVERIFY(m_harness->load(QStringLiteral("ChatView.qml")));
     QCOMPARE(m_harness->text(QStringLiteral("introText")),
-             QStringLiteral("Apple Intelligence sucht die passenden Tabs und sagt dir, warum sie passen. Alles bleibt "
-                            "auf deinem Mac."));
+             PlatformWords::chatIntro(true, ModelConfig::current().modelName));
 }
 
 void TestChatView::answerShowsItsCards_data()

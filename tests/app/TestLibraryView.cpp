@@ -14,6 +14,7 @@
 #include "ViewHarness.h"
 #include "SidebarModel.h"
 #include "TabListModel.h"
+#include "PlatformWords.h"
 #include "TestRegistry.h"
 
 // The library window offscreen: the sidebar, the header texts per
@@ -93,7 +94,7 @@ void TestLibraryView::headerTexts_data()
     QTest::newRow("unsorted topic") << LibrarySample::topicKey(3) << QString() << "Sonstiges"
                                     << "1 Tabs aus 1 Fenster · passt zu keinem Thema";
     QTest::newRow("window") << LibrarySample::windowKey(2) << QString() << "Fenster 2 · 15.11."
-                            << "2 Tabs, so wie sie in Safari offen waren";
+                            << QStringLiteral("2") + PlatformWords::savedWindowLine();
     QTest::newRow("all") << "all" << QString() << "Alle Tabs" << "5 gespeicherte Tabs aus 2 Fenstern";
     QTest::newRow("reminders") << "reminders" << QString() << "Erinnerungen"
                                << "2 Tabs mit Erinnerung, die nächste zuoberst";

@@ -17,6 +17,7 @@
 #include "QmlModule.h"
 #include "ViewHarness.h"
 #include "WindowManager.h"
+#include "PlatformWords.h"
 #include "TestRegistry.h"
 
 // The main menu as the windows show it: menus, entries, order and shortcuts,
@@ -164,12 +165,12 @@ void TestMainMenu::entries_data()
         << QStringList{QStringLiteral("Ctrl+Z"), QStringLiteral("Ctrl+Shift+Z"), {},
                        QStringLiteral("Ctrl+X"), QStringLiteral("Ctrl+C"), QStringLiteral("Ctrl+V"),
                        QStringLiteral("Ctrl+A")};
-    QTest::newRow("window") << 3 << QStringList{QStringLiteral("Im Dock ablegen")}
+    QTest::newRow("window") << 3 << QStringList{PlatformWords::minimizeCommand()}
                             << QStringList{QStringLiteral("Ctrl+M")};
     QTest::newRow("help")
         << 4
         << QStringList{QStringLiteral("Beispiel-Daten laden"),
-                       QStringLiteral("Demo-Modus (Beispiel-Daten statt Safari)"),
+                       PlatformWords::demoMenuEntry({}),
                        QStringLiteral("Eigene Bibliothek zurückholen"), sep,
                        QStringLiteral("Bibliothek leeren …")}
         << QStringList{{}, {}, {}, {}, {}};
@@ -286,8 +287,7 @@ void TestMainMenu::replacingAsksFirst()
 
 void TestMainMenu::demoMarkFollowsTheModel()
 {
-    QObject *action = entry(QStringLiteral("Hilfe"),
-                            QStringLiteral("Demo-Modus (Beispiel-Daten statt Safari)"));
+    QObject *action = entry(QStringLiteral("Hilfe"), PlatformWords::demoMenuEntry({}));
     QVERIFY(action);
     QVERIFY(action->property("checkable").toBool());
     QCOMPARE(action->property("checked").toBool(), false);

@@ -18,6 +18,7 @@
 #include "SleepOptions.h"
 #include "TrayController.h"
 #include "ViewHarness.h"
+#include "PlatformWords.h"
 #include "TestRegistry.h"
 
 // The menu popover over a model with the fake browser: what it shows in each
@@ -265,7 +266,7 @@ void TestPopoverView::demoCounts()
     QVERIFY(open(preview));
     QCOMPARE(shown("demoBadge"), badge);
     if (badge)
-        QCOMPARE(text("demoBadge"), QStringLiteral("Demo-Modus: Beispiel-Daten statt Safari"));
+        QCOMPARE(text("demoBadge"), PlatformWords::demoBadge({}));
     QCOMPARE(text("countLine"), PopoverText::countLine(tabs, windows));
     QCOMPARE(shown("memoryLine"), tabs >= 50);
     // Not connected, yet the button sleeps: demo mode needs no browser.
@@ -280,7 +281,7 @@ void TestPopoverView::notConnected()
     QVERIFY(!shown("demoBadge"));
     QVERIFY(shown("notConnectedTitle"));
     QVERIFY(shown("notConnectedText"));
-    QCOMPARE(text("sleepButton"), QStringLiteral("Safari verbinden"));
+    QCOMPARE(text("sleepButton"), PlatformWords::connectButton());
     QCOMPARE(item("optionGroupByWindow")->property("title").toString(),
              QStringLiteral("Gruppen wie meine Fenster"));
 }
@@ -305,10 +306,9 @@ void TestPopoverView::connectFailureShowsMessage()
     QVERIFY(open());
     click(QStringLiteral("sleepButton"));
     QTRY_VERIFY(shown("safariMessage"));
-    QCOMPARE(text("safariMessage"),
-             QStringLiteral("Safari ist nicht geöffnet. Öffne Safari und versuche es nochmals."));
+    QCOMPARE(text("safariMessage"), PlatformWords::notRunningError());
     QVERIFY(shown("notConnectedTitle"));
-    QCOMPARE(text("sleepButton"), QStringLiteral("Safari verbinden"));
+    QCOMPARE(text("sleepButton"), PlatformWords::connectButton());
 }
 
 void TestPopoverView::countingAndMessages_data()
@@ -321,7 +321,7 @@ void TestPopoverView::countingAndMessages_data()
     // Connected but never counted: the count is on its way.
     QTest::newRow("never counted") << true << false << "Zähle die Tabs …" << "";
     // The message stands in place of the count, and only there.
-    QTest::newRow("browser closed") << false << true << "Safari ist nicht geöffnet." << "";
+    QTest::newRow("browser closed") << false << true << PlatformWords::browserNotOpen() << "";
 }
 
 void TestPopoverView::countingAndMessages()
@@ -358,7 +358,7 @@ void TestPopoverView::stages_data()
     stats.topics = 1;
     QTest::newRow("idle") << SleepStage::idle() << true << false << false << "" << -1.0;
     QTest::newRow("reading") << SleepStage::reading() << false << true << false
-                             << "Lese die offenen Tabs aus Safari …" << -1.0;
+                             << PlatformWords::readingStage() << -1.0;
     const SleepStage fetching = SleepStage::fetching(3, 10);
     QTest::newRow("fetching with fraction") << fetching << false << true << false
                                             << "Speichere Seiteninhalte: 3 von 10" << *fetching.fraction();
@@ -366,8 +366,8 @@ void TestPopoverView::stages_data()
                               << "Sortiere nach Thema …" << *SleepStage::grouping().fraction();
     QTest::newRow("done") << SleepStage::finished(stats) << false << false << true
                           << "✓ 12 Tabs schlafen, 3 Gruppen, 1 Thema" << -1.0;
-    QTest::newRow("failed") << SleepStage::failed(QStringLiteral("In Safari ist gerade kein Tab offen."))
-                            << true << false << false << "In Safari ist gerade kein Tab offen." << -1.0;
+    QTest::newRow("failed") << SleepStage::failed(QStringLiteral("Kaputt.")) << true << false << false << "Kaputt."
+                            << -1.0;
 }
 
 void TestPopoverView::stages()
@@ -449,7 +449,7 @@ void TestPopoverView::failedRunCanStartAgain()
     QSignalSpy ended(&m_f->model(), &AppModel::sleepRunEnded);
     click(QStringLiteral("sleepButton"));
     QTRY_VERIFY(shown("failureMessage"));
-    QCOMPARE(text("failureMessage"), QStringLiteral("In Safari ist gerade kein Tab offen."));
+    QCOMPARE(text("failureMessage"), PlatformWords::emptyBrowser({}));
     QVERIFY(shown("sleepButton"));
     QVERIFY(shown("optionGroupByWindow"));
 
@@ -663,9 +663,7 @@ void TestPopoverView::setUpState(const QString &state)
     }
     connectWithWindows({600, 634});
     if (state == u"failed") {
-        m_f->model().setSleepStage(SleepStage::failed(
-            QStringLiteral("Verbinde zuerst Safari (Knopf «Safari verbinden») oder schalte im Menü Hilfe den "
-                           "Demo-Modus ein.")));
+        m_f->model().setSleepStage(SleepStage::failed(PlatformWords::connectFirst()));
     } else if (state == u"running") {
         m_f->model().setSleepStage(SleepStage::summarizing(1'234, 2'000));
     } else if (state == u"done") {

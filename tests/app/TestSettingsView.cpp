@@ -14,6 +14,7 @@
 #include "SettingsPresenter.h"
 #include "SleepOptions.h"
 #include "ViewHarness.h"
+#include "PlatformWords.h"
 #include "TestRegistry.h"
 
 // The settings window over a model with fakes: the library path, launch at
@@ -182,9 +183,9 @@ void TestSettingsView::statusLines()
              QStringLiteral("Bibliothek: ") + m_fixture->path(QStringLiteral("library.json")));
     // The test runs with PELLMORA_NO_SEMANTIC and PELLMORA_NO_AI.
     QCOMPARE(m_harness->text(QStringLiteral("searchLine")),
-             QStringLiteral("Suche nach Bedeutung: Stichwörter (Apples Sprachpakete fehlen noch)"));
+             QStringLiteral("Suche nach Bedeutung: ") + PlatformWords::searchSource(false, {}));
     QTRY_COMPARE(m_harness->text(QStringLiteral("aiStatus")),
-                 QStringLiteral("Apple Intelligence: für diesen Lauf ausgeschaltet"));
+                 PlatformWords::modelStatus(PlatformWords::ModelState::forcedOff, {}));
 }
 
 void TestSettingsView::copiesTheConfiguration()

@@ -11,6 +11,7 @@
 #include "BrowserHub.h"
 #include "FakeExtension.h"
 #include "LibraryStore.h"
+#include "PlatformWords.h"
 #include "TestRegistry.h"
 
 using namespace std::chrono_literals;
@@ -45,7 +46,7 @@ void TestCliBridge::sleep_data()
         << false << QList<int>{0, 900} << QString() << 0 << both << QString() << 2;
     QTest::newRow("browser refuses to list")
         << false << QList<int>{0} << QStringLiteral("Kein Zugriff auf Tabs") << 1 << QStringList{}
-        << QStringLiteral("Safari hat nicht geantwortet (Fehler 0): Kein Zugriff auf Tabs") << 4;
+        << PlatformWords::noAnswerError(0, QStringLiteral("Kein Zugriff auf Tabs")) << 4;
     QTest::newRow("no browser") << false << QList<int>{} << QString() << 1 << QStringList{}
                                 << QStringLiteral("Kein Browser mit der Pellmora-Erweiterung ist verbunden.") << 0;
     QTest::newRow("the app holds the browsers")

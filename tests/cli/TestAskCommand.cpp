@@ -1,4 +1,6 @@
 #include "LibraryStore.h"
+#include "LocalHttpServer.h"
+#include "PlatformWords.h"
 #include "TestSupport.h"
 
 #include <QJsonArray>
@@ -8,10 +10,12 @@
 #include <QTest>
 #include "TestRegistry.h"
 
+#include <atomic>
+
 namespace {
 
-const QString note = QStringLiteral(
-    "Apple Intelligence ist ausgeschaltet, darum zeige ich die besten Treffer ohne Begründung.");
+// The command runs without a model configured.
+const QString note = PlatformWords::chatFallbackNote({});
 
 SavedTab tab(const QString &title, const QString &url, const QString &summary, const QDateTime &savedAt)
 {
@@ -84,6 +88,59 @@ private Q_SLOTS:
         QCOMPARE(second.value("title").toString(), QStringLiteral("Objektiv für die Kamera"));
         QCOMPARE(second.value("url").toString(), QStringLiteral("https://foto.ch/objektiv"));
         QCOMPARE(second.value("reason").toString(), QStringLiteral("Objektive\nim Vergleich."));
+    }
+
+    // With an embedding model, "search" (the MCP tool search_tabs) and "ask"
+    // rank by meaning alike: the query shares no word with the camera tabs.
+    void searchAndAskRankByMeaningAlike()
+    {
+        LocalHttpServer server;
+        QVERIFY(server.isListening());
+        std::atomic<int> embedded = 0;
+        server.setHandler([&embedded](const LocalHttpServer::Request &request) {
+            if (request.path != "/api/embed")
+                return LocalHttpServer::Response{404, {}, {}, 0};
+            ++embedded;
+            const QString text =
+                QJsonDocument::fromJson(request.body).object().value("input").toArray().first().toString();
+            const bool photo = text.contains("Kamera") || text.contains("Foto");
+            const QJsonArray vector{photo ? 1.0 : 0.0, text.contains("Suppe") ? 1.0 : 0.0, 0.1};
+            LocalHttpServer::Response response;
+            response.headers = {{"Content-Type", "application/json"}};
+            response.body = QJsonDocument(QJsonObject{{"embeddings", QJsonArray{vector}}}).toJson();
+            return response;
+        });
+        QTemporaryDir home;
+        const QString file = home.filePath(QStringLiteral("Pellmora/library.json"));
+        QVERIFY(LibraryStore(file).save(m_data).ok());
+        const QHash<QString, QString> env{{QStringLiteral("XDG_DATA_HOME"), home.path()},
+                                          {QStringLiteral("PELLMORA_MODEL"), QString()},
+                                          {QStringLiteral("PELLMORA_MODEL_URL"), server.address("/")},
+                                          {QStringLiteral("PELLMORA_EMBED_MODEL"), QStringLiteral("fake")}};
+        const QString cliPath = qEnvironmentVariable("PELLMORA_CLI");
+        const QString query = QStringLiteral("Fotoapparat");
+
+        const auto search = TestSupport::run(cliPath, {"search", query, "--json"}, env);
+        QCOMPARE(search.exitCode, 0);
+        QStringList searched;
+        for (const QJsonValue &hit : QJsonDocument::fromJson(search.out.toUtf8()).array())
+            searched << hit["id"].toString();
+        QCOMPARE(searched, (QStringList{idText(m_data.tabs.at(2).id), idText(m_data.tabs.at(1).id)}));
+        // The vectors were made once and kept.
+        const LibraryData stored = LibraryStore(file).load();
+        QVERIFY2(stored.embedderKind.startsWith(QStringLiteral("server:fake-3")), qPrintable(stored.embedderKind));
+        QCOMPARE(stored.embeddings.size(), m_data.tabs.size());
+
+        embedded = 0;
+        const auto ask = TestSupport::run(cliPath, {"ask", query, "--json"}, env);
+        QCOMPARE(ask.exitCode, 0);
+        QStringList asked;
+        for (const QJsonValue &card : QJsonDocument::fromJson(ask.out.toUtf8()).object()["cards"].toArray())
+            asked << card["id"].toString();
+        QCOMPARE(asked, searched);
+        // The probe and the question; the tabs' vectors came from the file.
+        QCOMPARE(embedded.load(), 2);
+        QCOMPARE(LibraryStore(file).load().embedderKind, stored.embedderKind);
     }
 
     void nothingFound()

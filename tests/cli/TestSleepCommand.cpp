@@ -1,5 +1,6 @@
 #include "LibraryStore.h"
 #include "TestSupport.h"
+#include "PlatformWords.h"
 
 #include <QFile>
 #include <QTemporaryDir>
@@ -45,7 +46,7 @@ private Q_SLOTS:
         QVERIFY(first.err.isEmpty());
         const QStringList lines = first.out.split(u'\n', Qt::SkipEmptyParts);
         QVERIFY(lines.size() >= 5);
-        QCOMPARE(lines.first(), QStringLiteral("Lese die offenen Tabs aus Safari …"));
+        QCOMPARE(lines.first(), PlatformWords::readingStage());
         QCOMPARE(lines.at(1), QStringLiteral("Fasse zusammen: 0 von 52"));
         QVERIFY(lines.contains(QStringLiteral("Fasse zusammen: 52 von 52")));
         QCOMPARE(lines.at(lines.size() - 2), QStringLiteral("Sortiere nach Thema …"));

@@ -79,6 +79,8 @@ private slots:
     void hintFormat();
     void schedule_data();
     void schedule();
+    void missedSince_data();
+    void missedSince();
     void rescheduleAll_data();
     void rescheduleAll();
     void postHintPermission_data();
@@ -157,6 +159,31 @@ void TestReminders::schedule()
     QCOMPARE(service.pending.size(), pendingAfter ? 1 : 0);
     if (pendingAfter)
         QCOMPARE(*service.pending.first().fireAt, clock.now().addSecs(lastOffset));
+}
+
+void TestReminders::missedSince_data()
+{
+    QTest::addColumn<qint64>("offset"); // reminder, in minutes after the last run; <= -1e6 means none
+    QTest::addColumn<bool>("missed");
+    // The last run ended at 08:00, now is 10:00.
+    QTest::newRow("before the last run") << qint64(-30) << false;
+    QTest::newRow("at the end of the last run") << qint64(0) << false;
+    QTest::newRow("while closed") << qint64(60) << true;
+    QTest::newRow("due right now") << qint64(120) << true;
+    QTest::newRow("still to come") << qint64(121) << false;
+    QTest::newRow("no reminder") << qint64(-2e6) << false;
+}
+
+void TestReminders::missedSince()
+{
+    QFETCH(qint64, offset);
+    QFETCH(bool, missed);
+    const QDateTime since(QDate(2026, 11, 16), QTime(8, 0));
+    std::optional<QDateTime> at;
+    if (offset > qint64(-1e6))
+        at = since.addSecs(offset * 60);
+    const QList<SavedTab> found = Reminders::missedSince({tabWith(at)}, since, since.addSecs(7200));
+    QCOMPARE(found.size(), missed ? 1 : 0);
 }
 
 void TestReminders::rescheduleAll_data()

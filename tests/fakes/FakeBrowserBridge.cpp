@@ -50,6 +50,28 @@ QList<QUrl> FakeBrowserBridge::openedWithWorkspace() const
     return m_opened;
 }
 
+void FakeBrowserBridge::setExtensionBrowsers(const QStringList &names)
+{
+    QMutexLocker lock(&m_mutex);
+    m_extensionBrowsers = names;
+    m_running = !names.isEmpty();
+}
+
+QList<ConnectedBrowser> FakeBrowserBridge::connectedBrowsers() const
+{
+    QMutexLocker lock(&m_mutex);
+    QList<ConnectedBrowser> browsers;
+    for (const QString &name : m_extensionBrowsers.value_or(QStringList()))
+        browsers.append(ConnectedBrowser{int(browsers.size()) + 1, name, name, 1});
+    return browsers;
+}
+
+bool FakeBrowserBridge::connectsByItself() const
+{
+    QMutexLocker lock(&m_mutex);
+    return m_extensionBrowsers.has_value();
+}
+
 bool FakeBrowserBridge::isSafariRunning() const
 {
     QMutexLocker lock(&m_mutex);

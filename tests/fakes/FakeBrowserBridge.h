@@ -23,6 +23,9 @@ public:
     QList<SafariWindow> windows() const;
     void setRunning(bool running);
     void failWith(std::optional<SafariError> error);
+    // Acts as the extension bridge does: the browsers named (as extensions
+    // name them) are connected, and the browser runs while one is.
+    void setExtensionBrowsers(const QStringList &names);
 
     QList<QSet<QString>> closeRequests() const;
     QList<QStringList> keepRequests() const;
@@ -36,6 +39,8 @@ public:
     SafariResult<int> closeTabs(const QSet<QString> &savedUrls, const QStringList &keepDomains) override;
     SafariStatus reopen(const QList<QUrl> &urls, bool newWindow) override;
     void openWithWorkspace(const QList<QUrl> &urls) override;
+    QList<ConnectedBrowser> connectedBrowsers() const override;
+    bool connectsByItself() const override;
 
 private:
     std::optional<SafariError> refusal() const;
@@ -44,6 +49,7 @@ private:
     QList<SafariWindow> m_windows;
     bool m_running = true;
     std::optional<SafariError> m_error;
+    std::optional<QStringList> m_extensionBrowsers;
     QList<QSet<QString>> m_closeRequests;
     QList<QStringList> m_keepRequests;
     QList<Reopen> m_reopenRequests;

@@ -2,6 +2,7 @@
 #include "LibraryStore.h"
 #include "MCPServer.h"
 #include "TestMCPServer.h"
+#include "PlatformWords.h"
 
 #include <QFile>
 #include <QJsonArray>
@@ -119,7 +120,8 @@ void TestMCPServer::protocol_data()
     QTest::newRow("method not a string") << R"({"jsonrpc":"2.0","id":5,"method":7})"
                                          << R"({"error":{"code":-32601,"message":"Method not found: "},"id":5,"jsonrpc":"2.0"})";
     const QString init = QStringLiteral(
-        R"({"id":1,"jsonrpc":"2.0","result":{"capabilities":{"tools":{"listChanged":false}},"instructions":"Durchsucht die gespeicherten Safari-Tabs des Nutzers (Bibliothek von Pellmora). Antworte auf Deutsch.","protocolVersion":"%1","serverInfo":{"name":"pellmora","title":"Pellmora Tab-Bibliothek","version":"0.1.0"}}})");
+        R"({"id":1,"jsonrpc":"2.0","result":{"capabilities":{"tools":{"listChanged":false}},"instructions":"INSTRUCTIONS","protocolVersion":"%1","serverInfo":{"name":"pellmora","title":"Pellmora Tab-Bibliothek","version":"0.1.0"}}})")
+        .replace(QStringLiteral("INSTRUCTIONS"), PlatformWords::mcpInstructions());
     QTest::newRow("initialize echoes older version")
         << R"({"jsonrpc":"2.0","id":1,"method":"initialize","params":{"protocolVersion":"2024-11-05"}})"
         << init.arg(QStringLiteral("2024-11-05"));

@@ -7,18 +7,23 @@
 #include <memory>
 
 #include "AIStatus.h"
+#include "ModelConfig.h"
 #include "Chat.h"
 #include "Embedder.h"
 #include "LocalHttpServer.h"
 #include "ModelClient.h"
+#include "PlatformWords.h"
 #include "TestRegistry.h"
 
 using namespace std::chrono_literals;
 
 namespace {
 
-const QString note = QStringLiteral(
-    "Apple Intelligence ist ausgeschaltet, darum zeige ich die besten Treffer ohne Begründung.");
+// Names the model configured at the moment of the answer.
+QString note()
+{
+    return PlatformWords::chatFallbackNote(ModelConfig::current().modelName);
+}
 
 SavedTab tabNamed(const QString &title, const QString &summary = {}, const QString &domain = QStringLiteral("a.ch"))
 {
@@ -191,9 +196,9 @@ void TestChat::fallbackAnswer_data()
     QTest::addColumn<QString>("text");
     QTest::addColumn<QStringList>("titles");
 
-    QTest::newRow("one") << 1 << "Ein Tab passt am besten zu deiner Frage. " + note << QStringList{"Tab 1"};
-    QTest::newRow("two") << 2 << "2 Tabs passen am besten zu deiner Frage. " + note << QStringList{"Tab 1", "Tab 2"};
-    QTest::newRow("eight keep three") << 8 << "3 Tabs passen am besten zu deiner Frage. " + note
+    QTest::newRow("one") << 1 << "Ein Tab passt am besten zu deiner Frage. " + note() << QStringList{"Tab 1"};
+    QTest::newRow("two") << 2 << "2 Tabs passen am besten zu deiner Frage. " + note() << QStringList{"Tab 1", "Tab 2"};
+    QTest::newRow("eight keep three") << 8 << "3 Tabs passen am besten zu deiner Frage. " + note()
                                       << QStringList{"Tab 1", "Tab 2", "Tab 3"};
 }
 
@@ -306,7 +311,7 @@ void TestChat::retrievalWithoutModel()
     const ChatAnswer answer = Chat(m_embedder).answer("Kamera", library({soup, lens, camera}));
     QCOMPARE(titlesOf(answer.tabs), (QStringList{"Kamera kaufen", "Objektiv für die Kamera"}));
     QCOMPARE(reasonsOf(answer), (QStringList{"Kamera kaufen", "Objektive im Vergleich."}));
-    QCOMPARE(answer.text, "2 Tabs passen am besten zu deiner Frage. " + note);
+    QCOMPARE(answer.text, "2 Tabs passen am besten zu deiner Frage. " + note());
     QVERIFY(!answer.byAI);
 }
 
@@ -356,7 +361,7 @@ void TestChat::modelFailureFallsBack()
     startModel();
     m_server->route("/api/chat", response);
     const ChatAnswer answer = Chat(m_embedder, 300ms).answer("Kamera", library({tabNamed("Kamera", "Kameras.")}));
-    QCOMPARE(answer.text, "Ein Tab passt am besten zu deiner Frage. " + note);
+    QCOMPARE(answer.text, "Ein Tab passt am besten zu deiner Frage. " + note());
     QCOMPARE(reasonsOf(answer), QStringList{"Kameras."});
     QVERIFY(!answer.byAI);
     QCOMPARE(m_server->requestCount("/api/chat"), 1);
@@ -370,7 +375,7 @@ void TestChat::noAiSwitchesTheModelOff()
     startModel();
     m_server->route("/api/chat", ollamaChat({{"intro", "Ja."}, {"picks", QJsonArray{pick(1, "A")}}}));
     const ChatAnswer answer = Chat(m_embedder).answer("Kamera", library({tabNamed("Kamera", "Kameras.")}));
-    QCOMPARE(answer.text, "Ein Tab passt am besten zu deiner Frage. " + note);
+    QCOMPARE(answer.text, "Ein Tab passt am besten zu deiner Frage. " + note());
     QVERIFY(!answer.byAI);
     QCOMPARE(m_server->requestCount("/api/chat"), 0);
 }

@@ -15,6 +15,7 @@
 #include "SerialGate.h"
 #include "Summarizer.h"
 #include "WithTimeout.h"
+#include "PlatformWords.h"
 #include "TestRegistry.h"
 
 using namespace std::chrono_literals;
@@ -301,28 +302,25 @@ void TestModelAccess::loopback()
 
 void TestModelAccess::descriptions_data()
 {
+    // The texts themselves belong to the word table; here each outcome must
+    // pick its own.
     using AIStatus::Availability;
+    using PlatformWords::ModelState;
     QTest::addColumn<Availability>("availability");
-    QTest::addColumn<QString>("text");
-    QTest::newRow("available") << Availability::available
-                               << "Apple Intelligence: eingeschaltet, Themen und Chat laufen auf deinem Mac";
-    QTest::newRow("not eligible")
-        << Availability::deviceNotEligible
-        << "Apple Intelligence: dieser Mac unterstützt es nicht. Pellmora nutzt Stichwörter statt KI.";
-    QTest::newRow("not enabled")
-        << Availability::notEnabled
-        << "Apple Intelligence ist ausgeschaltet. Einschalten: Systemeinstellungen → Apple Intelligence & Siri.";
-    QTest::newRow("not ready") << Availability::modelNotReady
-                               << "Apple Intelligence lädt noch das Sprachmodell. Bis dahin nutzt Pellmora Stichwörter.";
-    QTest::newRow("other") << Availability::otherReason
-                           << "Apple Intelligence ist gerade nicht verfügbar. Pellmora nutzt Stichwörter.";
+    QTest::addColumn<ModelState>("state");
+    QTest::newRow("available") << Availability::available << ModelState::available;
+    QTest::newRow("not eligible") << Availability::deviceNotEligible << ModelState::deviceNotEligible;
+    QTest::newRow("not enabled") << Availability::notEnabled << ModelState::notEnabled;
+    QTest::newRow("not ready") << Availability::modelNotReady << ModelState::modelNotReady;
+    QTest::newRow("other") << Availability::otherReason << ModelState::otherReason;
 }
 
 void TestModelAccess::descriptions()
 {
     QFETCH(AIStatus::Availability, availability);
-    QFETCH(QString, text);
-    QCOMPARE(AIStatus::description(availability), text);
+    QFETCH(PlatformWords::ModelState, state);
+    QCOMPARE(AIStatus::description(availability),
+             PlatformWords::modelStatus(state, ModelConfig::current().modelName));
 }
 
 void TestModelAccess::noAiSwitchesTheModelOff()
@@ -331,7 +329,7 @@ void TestModelAccess::noAiSwitchesTheModelOff()
         QSKIP("runs in its own process with PELLMORA_NO_AI set");
     QVERIFY(AIStatus::forceOff());
     QVERIFY(!AIStatus::isAvailable());
-    QCOMPARE(AIStatus::description(), QStringLiteral("Apple Intelligence: für diesen Lauf ausgeschaltet"));
+    QCOMPARE(AIStatus::description(), PlatformWords::modelStatus(PlatformWords::ModelState::forcedOff, {}));
     const SummaryResult result = Summarizer().summarize(QStringLiteral("Wetter Zürich"), QStringLiteral("Sonne."));
     QVERIFY(!result.byAI);
 }

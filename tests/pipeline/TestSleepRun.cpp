@@ -10,6 +10,7 @@
 #include "SleepPipeline.h"
 #include "StoreLibraryAccess.h"
 #include "TestSupport.h"
+#include "PlatformWords.h"
 
 #include <QEventLoop>
 #include <QSignalSpy>
@@ -253,7 +254,7 @@ private Q_SLOTS:
         QTest::newRow("browser refuses") << 0 << SafariError::permissionDenied().errorDescription();
         QTest::newRow("browser not running") << 1 << SafariError::notRunning().errorDescription();
         QTest::newRow("no bridge") << 2 << SafariError::notRunning().errorDescription();
-        QTest::newRow("windows without tabs") << 3 << "In Safari ist gerade kein Tab offen.";
+        QTest::newRow("windows without tabs") << 3 << PlatformWords::emptyBrowser({});
     }
 
     void failures()

@@ -1,6 +1,7 @@
 #include "SleepOptions.h"
 #include "SleepStage.h"
 #include "SleepStats.h"
+#include "PlatformWords.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -28,7 +29,7 @@ private Q_SLOTS:
         stats.groups = 3;
         stats.topics = 4;
         QTest::newRow("idle") << SleepStage::idle() << "" << -1.0 << false;
-        QTest::newRow("reading") << SleepStage::reading() << "Lese die offenen Tabs aus Safari …" << -1.0 << true;
+        QTest::newRow("reading") << SleepStage::reading() << PlatformWords::readingStage() << -1.0 << true;
         QTest::newRow("fetching half") << SleepStage::fetching(5, 10) << "Speichere Seiteninhalte: 5 von 10" << 0.275
                                        << true;
         QTest::newRow("fetching without total") << SleepStage::fetching(3, 0)
@@ -42,7 +43,7 @@ private Q_SLOTS:
         QTest::newRow("summarizing negative total") << SleepStage::summarizing(0, -1) << "Fasse zusammen: 0 von -1"
                                                     << -1.0 << true;
         QTest::newRow("grouping") << SleepStage::grouping() << "Sortiere nach Thema …" << 0.88 << true;
-        QTest::newRow("closing") << SleepStage::closing() << "Schliesse die Tabs in Safari …" << 0.95 << true;
+        QTest::newRow("closing") << SleepStage::closing() << PlatformWords::closingStage() << 0.95 << true;
         QTest::newRow("done") << SleepStage::finished(stats) << "12 Tabs schlafen, 3 Gruppen, 4 Themen" << 1.0
                               << false;
         QTest::newRow("failed") << SleepStage::failed(QStringLiteral("Kaputt.")) << "Kaputt." << -1.0 << false;
