@@ -114,7 +114,7 @@ int runSleepCommand(const QStringList &arguments)
     // A demo run closes nothing, so it is not stopped by a failed save; the
     // terminal should still hear of it.
     if (!library.lastError().isEmpty()) {
-        Cli::err() << SleepRun::saveFailedPrefix() << library.lastError() << Qt::endl;
+        Cli::err() << library.lastError() << Qt::endl;
         return 1;
     }
     return 0;

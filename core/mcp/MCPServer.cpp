@@ -3,6 +3,7 @@
 #include "Embedder.h"
 #include "Fmt.h"
 #include "JsonText.h"
+#include "Library.h"
 #include "SearchIndex.h"
 #include "TextCut.h"
 
@@ -376,6 +377,6 @@ QJsonObject MCPServer::save(const LibraryData &data, const SavedTab &changed) co
 {
     const Status saved = m_store.save(data);
     if (!saved)
-        return failure(QStringLiteral("Speichern fehlgeschlagen: ") + saved.error());
+        return failure(Library::saveFailedMessage(saved.error()));
     return success(brief(changed, data));
 }

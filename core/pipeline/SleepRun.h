@@ -47,7 +47,6 @@ public:
                 std::stop_token stop = {}) const;
 
     static QString emptyMessage();      // "In Safari ist gerade kein Tab offen."
-    static QString saveFailedPrefix(); // "Speichern fehlgeschlagen: "
 
 private:
     const SleepPipeline &m_pipeline;
