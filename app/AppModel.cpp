@@ -33,6 +33,7 @@
 #include "SleepRun.h"
 #include "TabListModel.h"
 #include "TopicClusterer.h"
+#include "WebAddress.h"
 
 Q_LOGGING_CATEGORY(lcAppModel, "pellmora.app.model")
 
@@ -629,7 +630,7 @@ void AppModel::open(const QList<SavedTab> &tabs)
     QList<QUrl> urls;
     QSet<QUuid> ids;
     for (const SavedTab &tab : tabs) {
-        const QUrl url(tab.url, QUrl::StrictMode);
+        const QUrl url = WebAddress::parse(tab.url);
         if (!url.isValid() || url.scheme().isEmpty())
             continue;
         urls.append(url);

@@ -16,6 +16,8 @@
 #include <QTimer>
 #include <QUrl>
 
+#include "WebAddress.h"
+
 #include "TextTools.h"
 
 Q_LOGGING_CATEGORY(lcFetch, "pellmora.safari.fetch")
@@ -118,7 +120,7 @@ private:
 
     bool start(const QString &address)
     {
-        const QUrl url(address, QUrl::StrictMode);
+        const QUrl url = WebAddress::parse(address);
         if (!fetchable(url))
             return false;
 
