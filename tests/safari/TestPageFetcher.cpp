@@ -52,6 +52,7 @@ private slots:
     void timeLimits_data();
     void timeLimits();
     void textIsCutToLimit();
+    void unescapedAddressIsFetched();
     void otherSchemesMakeNoRequest_data();
     void otherSchemesMakeNoRequest();
     void unreachablePortGivesEmptyText();
@@ -252,6 +253,14 @@ void TestPageFetcher::textIsCutToLimit()
     PageFetcher::Options options = quickOptions();
     options.limit = 7;
     QCOMPARE(PageFetcher(options).fetchText(server.address(QStringLiteral("/lang"))), QStringLiteral("abcdefg"));
+}
+
+void TestPageFetcher::unescapedAddressIsFetched()
+{
+    LocalHttpServer server;
+    server.route("/search", answer(200, "<p>Gefunden</p>"));
+    const QString text = PageFetcher(quickOptions()).fetchText(server.address(QStringLiteral("/search?q=a|b")));
+    QCOMPARE(text, QStringLiteral("Gefunden"));
 }
 
 void TestPageFetcher::otherSchemesMakeNoRequest_data()
