@@ -39,7 +39,7 @@ Q_LOGGING_CATEGORY(lcAppModel, "pellmora.app.model")
 
 namespace {
 
-const QString kOptionsKey = QStringLiteral("sleepOptions");
+const QString kOptionsKey = SleepOptions::settingsKey();
 const QString kConnectedKey = QStringLiteral("safariConnected");
 const QString kDemoKey = QStringLiteral("demoMode");
 
@@ -191,11 +191,7 @@ AppModel::Answerer AppModel::defaultAnswerer(std::shared_ptr<const Embedder> emb
 
 void AppModel::loadSettings()
 {
-    const QVariant stored = m_settings->value(kOptionsKey);
-    if (stored.isValid()) {
-        if (const Result<SleepOptions> decoded = SleepOptions::decode(stored.toByteArray()))
-            m_options = *decoded;
-    }
+    m_options = SleepOptions::fromSettings(m_settings->value(kOptionsKey));
     m_safariConnected = m_settings->value(kConnectedKey, false).toBool();
     m_demoMode = m_settings->value(kDemoKey, false).toBool();
 }
