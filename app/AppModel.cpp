@@ -141,6 +141,7 @@ AppModel::AppModel(Services services, QObject *parent)
         Q_EMIT libraryChanged();
         Q_EMIT remindersTodayChanged();
     });
+    connect(m_library, &Library::lastErrorChanged, this, &AppModel::showSaveError);
     connect(this, &AppModel::selectionChanged, this, &AppModel::refreshLists);
     connect(this, &AppModel::queryChanged, this, &AppModel::refreshLists);
     connect(this, &AppModel::searchResultsChanged, this, &AppModel::refreshLists);
@@ -285,6 +286,22 @@ void AppModel::setNotice(const std::optional<QString> &notice)
         return;
     m_notice = notice;
     Q_EMIT noticeChanged();
+}
+
+void AppModel::showSaveError()
+{
+    const QString &error = m_library->lastError();
+    if (error.isEmpty()) {
+        if (!m_shownSaveError.isEmpty() && m_notice == m_shownSaveError)
+            setNotice(std::nullopt);
+        m_shownSaveError.clear();
+        return;
+    }
+    // A sleep run reports its own failure in the popover.
+    if (isSleepRunning())
+        return;
+    m_shownSaveError = error;
+    setNotice(error);
 }
 
 void AppModel::setLiveCounts(std::optional<int> tabs, std::optional<int> windows)

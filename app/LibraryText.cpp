@@ -5,6 +5,7 @@
 #include <QSet>
 
 #include "Fmt.h"
+#include "Reminders.h"
 
 namespace {
 
@@ -125,8 +126,9 @@ bool hasDemoTabs(const LibraryData &data)
 
 QDateTime defaultReminder(const QDateTime &now)
 {
-    const QDateTime tomorrow = now.toLocalTime().addSecs(86400);
-    return QDateTime(tomorrow.date(), QTime(9, 0), Qt::LocalTime);
+    // The next calendar day, as "later" in a notification: on the night the
+    // clocks go back, 24 hours from just after midnight are still today.
+    return Reminders::laterDate(now);
 }
 
 QDateTime reminderFromParts(int year, int month, int day, int hour, int minute)
