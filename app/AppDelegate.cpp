@@ -71,6 +71,7 @@ void AppDelegate::launch()
     // Bursts of changes (a sleep run writes several times) refresh the tray once.
     connect(m_model.get(), &AppModel::libraryChanged, &m_titleDebounce,
             qOverload<>(&QTimer::start));
+    connect(m_library.get(), &Library::lastErrorChanged, this, &AppDelegate::updateStatusTitle);
     connect(qGuiApp, &QGuiApplication::applicationStateChanged, this,
             [this](Qt::ApplicationState state) {
                 // Picks up at once what the command-line companion wrote.
@@ -110,6 +111,7 @@ void AppDelegate::updateStatusTitle()
 {
     if (!m_library || !m_tray)
         return;
+    m_tray->setSaveFailed(!m_library->lastError().isEmpty());
     m_tray->setDueCount(static_cast<int>(m_library->data().dueReminders(m_clock.now()).size()));
 }
 

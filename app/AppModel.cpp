@@ -37,12 +37,13 @@
 #include "SleepRun.h"
 #include "TabListModel.h"
 #include "TopicClusterer.h"
+#include "WebAddress.h"
 
 Q_LOGGING_CATEGORY(lcAppModel, "pellmora.app.model")
 
 namespace {
 
-const QString kOptionsKey = QStringLiteral("sleepOptions");
+const QString kOptionsKey = SleepOptions::settingsKey();
 const QString kConnectedKey = QStringLiteral("safariConnected");
 const QString kDemoKey = QStringLiteral("demoMode");
 const QString kRemindersSeenKey = QStringLiteral("remindersSeenUntil");
@@ -169,6 +170,7 @@ AppModel::AppModel(Services services, QObject *parent)
         Q_EMIT libraryChanged();
         Q_EMIT remindersTodayChanged();
     });
+    connect(m_library, &Library::lastErrorChanged, this, &AppModel::showSaveError);
     connect(this, &AppModel::selectionChanged, this, &AppModel::refreshLists);
     connect(this, &AppModel::queryChanged, this, &AppModel::refreshLists);
     connect(this, &AppModel::searchResultsChanged, this, &AppModel::refreshLists);
@@ -219,11 +221,7 @@ AppModel::Answerer AppModel::defaultAnswerer(std::shared_ptr<const Embedder> emb
 
 void AppModel::loadSettings()
 {
-    const QVariant stored = m_settings->value(kOptionsKey);
-    if (stored.isValid()) {
-        if (const Result<SleepOptions> decoded = SleepOptions::decode(stored.toByteArray()))
-            m_options = *decoded;
-    }
+    m_options = SleepOptions::fromSettings(m_settings->value(kOptionsKey));
     m_safariConnected = m_settings->value(kConnectedKey, false).toBool();
     m_demoMode = m_settings->value(kDemoKey, false).toBool();
 }
@@ -321,6 +319,22 @@ void AppModel::setNotice(const std::optional<QString> &notice)
         return;
     m_notice = notice;
     Q_EMIT noticeChanged();
+}
+
+void AppModel::showSaveError()
+{
+    const QString &error = m_library->lastError();
+    if (error.isEmpty()) {
+        if (!m_shownSaveError.isEmpty() && m_notice == m_shownSaveError)
+            setNotice(std::nullopt);
+        m_shownSaveError.clear();
+        return;
+    }
+    // A sleep run reports its own failure in the popover.
+    if (isSleepRunning())
+        return;
+    m_shownSaveError = error;
+    setNotice(error);
 }
 
 void AppModel::setLiveCounts(std::optional<int> tabs, std::optional<int> windows)
@@ -746,7 +760,7 @@ void AppModel::open(const QList<SavedTab> &tabs)
     QList<QUrl> urls;
     QSet<QUuid> ids;
     for (const SavedTab &tab : tabs) {
-        const QUrl url(tab.url, QUrl::StrictMode);
+        const QUrl url = WebAddress::parse(tab.url);
         if (!url.isValid() || url.scheme().isEmpty())
             continue;
         urls.append(url);

@@ -282,6 +282,7 @@ private:
     void setSearchResults(const QList<SavedTab> &results);
     void selectFirstTopic();
     void refreshLists();
+    void showSaveError();
     QList<SavedTab> libraryTabs(const QStringList &ids) const;
     void scheduleReminders(const QList<SavedTab> &tabs);
 
@@ -344,6 +345,8 @@ private:
     QList<ChatMessage> m_chat;
     bool m_chatBusy = false;
     std::optional<QString> m_notice;
+    // The library's write failure the notice shows, to clear it once a write succeeds.
+    QString m_shownSaveError;
     bool m_aiAvailable = false;
     bool m_launchAtLogin = false;
     QStringList m_browsers;

@@ -6,6 +6,7 @@
 
 #include "Fmt.h"
 #include "PlatformWords.h"
+#include "Reminders.h"
 
 namespace {
 
@@ -126,8 +127,9 @@ bool hasDemoTabs(const LibraryData &data)
 
 QDateTime defaultReminder(const QDateTime &now)
 {
-    const QDateTime tomorrow = now.toLocalTime().addSecs(86400);
-    return QDateTime(tomorrow.date(), QTime(9, 0), Qt::LocalTime);
+    // The next calendar day, as "later" in a notification: on the night the
+    // clocks go back, 24 hours from just after midnight are still today.
+    return Reminders::laterDate(now);
 }
 
 QDateTime reminderFromParts(int year, int month, int day, int hour, int minute)

@@ -59,20 +59,33 @@ QString TrayController::titleText(int dueCount)
     return QStringLiteral(" ⏰ ") + QString::number(dueCount);
 }
 
-QString TrayController::toolTipText(int dueCount)
+QString TrayController::toolTipText(int dueCount, bool saveFailed)
 {
-    if (dueCount <= 0)
-        return QStringLiteral("Pellmora");
+    QStringList parts;
+    if (saveFailed)
+        parts.append(QStringLiteral("Die Bibliothek konnte nicht gespeichert werden"));
     // The plural for every count, 1 included.
-    return QStringLiteral("Pellmora: ") + QString::number(dueCount)
-        + QStringLiteral(" fällige Erinnerungen");
+    if (dueCount > 0)
+        parts.append(QString::number(dueCount) + QStringLiteral(" fällige Erinnerungen"));
+    if (parts.isEmpty())
+        return QStringLiteral("Pellmora");
+    return QStringLiteral("Pellmora: ") + parts.join(QStringLiteral(", "));
 }
 
 void TrayController::setDueCount(int count)
 {
+    m_dueCount = count;
     m_title = titleText(count);
-    setToolTip(toolTipText(count));
+    setToolTip(toolTipText(count, m_saveFailed));
     setBadgeCount(count);
+}
+
+void TrayController::setSaveFailed(bool failed)
+{
+    if (failed == m_saveFailed)
+        return;
+    m_saveFailed = failed;
+    setToolTip(toolTipText(m_dueCount, m_saveFailed));
 }
 
 void TrayController::setBadgeCount(int count)

@@ -24,13 +24,16 @@ public:
 
     void show();
 
-    // The item's title and tooltip for a number of due reminders.
+    // The item's title and tooltip for a number of due reminders; the
+    // tooltip also tells when the library could not be saved.
     static QString titleText(int dueCount);
-    static QString toolTipText(int dueCount);
+    static QString toolTipText(int dueCount, bool saveFailed = false);
 
     // Tray panels have no room for a title: the count is drawn on the moon
     // and spelled out in the tooltip; the title is kept for trays that show one.
     void setDueCount(int count);
+    // Until a write succeeds again.
+    void setSaveFailed(bool failed);
     QString title() const { return m_title; }
 
     void setBadgeCount(int count);
@@ -79,5 +82,7 @@ private:
     QUrl m_popoverSource;
     int m_badgeCount = 0;
     bool m_heldOpen = false;
+    int m_dueCount = 0;
+    bool m_saveFailed = false;
     QString m_title;
 };

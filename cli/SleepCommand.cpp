@@ -11,11 +11,13 @@
 #include "StoreLibraryAccess.h"
 
 #include <QElapsedTimer>
+#include <QSettings>
 
 namespace {
 
 const QString kUsage = QStringLiteral(
-    "sleep [--demo] [--no-content] [--no-topics] [--by-window|--no-by-window] [--keep-pinned DOMAIN…]");
+    "sleep [--demo] [--content|--no-content] [--topics|--no-topics] [--by-window|--no-by-window] "
+    "[--keep-pinned DOMAIN…|--no-keep-pinned]");
 
 // Progress comes once per page and per summary; a line every half second
 // is enough to see it move.
@@ -53,23 +55,32 @@ int runSleepCommand(const QStringList &arguments)
         Cli::out() << "Aufruf: pellmora-cli " << kUsage << "\n"
                    << "Speichert alle offenen Tabs des Browsers in der Bibliothek, fasst sie zusammen, sortiert "
                       "sie nach Thema und schliesst sie.\n"
-                   << "  --demo           Beispieltabs statt des Browsers; schliesst nichts\n"
-                   << "  --no-content     keine Seiteninhalte laden\n"
-                   << "  --no-topics      nicht nach Thema sortieren\n"
-                   << "  --by-window      ein Fenster je Browserfenster (Standard)\n"
-                   << "  --no-by-window   alle neuen Tabs in ein Sammelfenster\n"
-                   << "  --keep-pinned    Tabs dieser Domains bleiben offen\n";
+                   << "Ohne Schalter gelten die Einstellungen der App; jeder Schalter ersetzt die seine.\n"
+                   << "  --demo             Beispieltabs statt des Browsers; schliesst nichts\n"
+                   << "  --content          Seiteninhalte laden\n"
+                   << "  --no-content       keine Seiteninhalte laden\n"
+                   << "  --topics           nach Thema sortieren\n"
+                   << "  --no-topics        nicht nach Thema sortieren\n"
+                   << "  --by-window        ein Fenster je Browserfenster\n"
+                   << "  --no-by-window     alle neuen Tabs in ein Sammelfenster\n"
+                   << "  --keep-pinned      Tabs dieser Domains bleiben offen\n"
+                   << "  --no-keep-pinned   auch angepinnte Tabs schliessen\n";
         return 0;
     }
 
-    SleepOptions options;
+    // The app's choices are the start; flags override them one by one.
+    SleepOptions options = SleepOptions::fromSettings(QSettings().value(SleepOptions::settingsKey()));
     bool demo = false;
     for (qsizetype i = 0; i < arguments.size(); ++i) {
         const QString &arg = arguments.at(i);
         if (arg == u"--demo") {
             demo = true;
+        } else if (arg == u"--content") {
+            options.saveContent = true;
         } else if (arg == u"--no-content") {
             options.saveContent = false;
+        } else if (arg == u"--topics") {
+            options.sortByTopic = true;
         } else if (arg == u"--no-topics") {
             options.sortByTopic = false;
         } else if (arg == u"--by-window") {
@@ -77,11 +88,15 @@ int runSleepCommand(const QStringList &arguments)
         } else if (arg == u"--no-by-window") {
             options.groupByWindow = false;
         } else if (arg == u"--keep-pinned") {
-            options.keepPinned = true;
+            QStringList domains;
             while (i + 1 < arguments.size() && !arguments.at(i + 1).startsWith(QStringLiteral("--")))
-                options.pinnedDomains.append(arguments.at(++i));
-            if (options.pinnedDomains.isEmpty())
+                domains.append(arguments.at(++i));
+            if (domains.isEmpty())
                 return Cli::usageError(kUsage, QStringLiteral("--keep-pinned braucht mindestens eine Domain"));
+            options.keepPinned = true;
+            options.pinnedDomains = domains;
+        } else if (arg == u"--no-keep-pinned") {
+            options.keepPinned = false;
         } else {
             return Cli::usageError(kUsage, QStringLiteral("Unbekanntes Argument: ") + arg);
         }
@@ -114,7 +129,7 @@ int runSleepCommand(const QStringList &arguments)
     // A demo run closes nothing, so it is not stopped by a failed save; the
     // terminal should still hear of it.
     if (!library.lastError().isEmpty()) {
-        Cli::err() << SleepRun::saveFailedPrefix() << library.lastError() << Qt::endl;
+        Cli::err() << library.lastError() << Qt::endl;
         return 1;
     }
     return 0;

@@ -2,6 +2,7 @@
 #include "BackupsCommand.h"
 #include "CliCommand.h"
 #include "ExportCommand.h"
+#include "HintsCommand.h"
 #include "ImportCommand.h"
 #include "ListCommand.h"
 #include "McpCommand.h"
@@ -13,6 +14,7 @@
 #include "SleepCommand.h"
 #include "SummaryCommand.h"
 
+#include <QLoggingCategory>
 #include <QCoreApplication>
 
 #include <algorithm>
@@ -37,6 +39,10 @@ const std::vector<CliCommand> &commands()
          runImportCommand},
         {QStringLiteral("export"), QStringLiteral("schreibt die Bibliothek als JSON, HTML, Liste oder Markdown"),
          runExportCommand},
+        {QStringLiteral("hints"), QStringLiteral("sucht jetzt Hinweise auf Tabs zu deinen Projekten"),
+         runHintsCommand},
+        {QStringLiteral("context"), QStringLiteral("zeigt die Projekte aus deinen Ordnern und deinem Text"),
+         runContextCommand},
         {QStringLiteral("backups"), QStringLiteral("listet die täglichen Sicherungen"), runBackupsCommand},
         {QStringLiteral("restore"), QStringLiteral("stellt eine Sicherung wieder her"), runRestoreCommand},
         {QStringLiteral("mcp"), QStringLiteral("startet den MCP-Server für KI-Assistenten"), runMcpCommand},
@@ -58,6 +64,10 @@ int overview(QTextStream &to)
 
 int main(int argc, char *argv[])
 {
+    // The terminal shows the commands' German output only; the developers'
+    // English log lines come when QT_LOGGING_RULES asks for them (those
+    // rules take precedence over these).
+    QLoggingCategory::setFilterRules(QStringLiteral("*.debug=false\n*.info=false\npellmora.*.warning=false"));
     QCoreApplication app(argc, argv);
     QCoreApplication::setOrganizationName(QStringLiteral("Pellmora"));
     QCoreApplication::setApplicationName(QStringLiteral("Pellmora"));

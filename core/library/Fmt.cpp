@@ -19,9 +19,52 @@ std::optional<QDateTime> localFixed(const QString &text, const QString &pattern)
     return date; // Qt reads a zone-less pattern as local time
 }
 
+int digits(const QChar *s, int n)
+{
+    int v = 0;
+    for (int i = 0; i < n; ++i) {
+        const char16_t c = s[i].unicode();
+        if (c < u'0' || c > u'9')
+            return -1;
+        v = v * 10 + (c - u'0');
+    }
+    return v;
+}
+
+// Days since 1970-01-01 of a proleptic Gregorian date.
+qint64 daysFromCivil(qint64 y, unsigned m, unsigned d)
+{
+    y -= m <= 2;
+    const qint64 era = (y >= 0 ? y : y - 399) / 400;
+    const unsigned yoe = static_cast<unsigned>(y - era * 400);
+    const unsigned doy = (153 * (m + (m > 2 ? -3 : 9)) + 2) / 5 + d - 1;
+    const unsigned doe = yoe * 365 + yoe / 4 - yoe / 100 + doy;
+    return era * 146097 + static_cast<qint64>(doe) - 719468;
+}
+
 } // namespace
 
 namespace Fmt {
+
+// By hand: the library file holds several dates per tab, and a regular
+// expression or a date parser would cost more than the rest of reading them.
+std::optional<QDateTime> parseFileDate(QStringView text)
+{
+    if (text.size() != 20)
+        return std::nullopt;
+    const QChar *s = text.data();
+    if (s[4] != u'-' || s[7] != u'-' || s[10] != u'T' || s[13] != u':' || s[16] != u':' || s[19] != u'Z')
+        return std::nullopt;
+    const int year = digits(s, 4), month = digits(s + 5, 2), day = digits(s + 8, 2);
+    const int hour = digits(s + 11, 2), minute = digits(s + 14, 2), second = digits(s + 17, 2);
+    if (year < 0 || month < 0 || day < 0 || hour < 0 || minute < 0 || second < 0)
+        return std::nullopt;
+    if (!QDate::isValid(year, month, day) || hour > 23 || minute > 59 || second > 59)
+        return std::nullopt;
+    const qint64 secs = daysFromCivil(year, unsigned(month), unsigned(day)) * 86400
+                        + hour * 3600 + minute * 60 + second;
+    return QDateTime::fromSecsSinceEpoch(secs, Qt::UTC);
+}
 
 QString iso(const QDateTime &date)
 {

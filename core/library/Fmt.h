@@ -11,6 +11,9 @@ namespace Fmt {
 
 QString iso(const QDateTime &date);                 // 2026-11-16T19:31:00Z
 std::optional<QDateTime> parseISO(const QString &text);
+// A date as the library file holds it: exactly the form of iso() (UTC,
+// whole seconds, the letter Z); no offsets, no fractions.
+std::optional<QDateTime> parseFileDate(QStringView text);
 QString full(const QDateTime &date);                // Montag, 16.11.2026, 20:31
 QString weekdayDayMonth(const QDateTime &date);     // Mo. 16.11.
 QString dayKey(const QDateTime &date);              // 2026-11-16

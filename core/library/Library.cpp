@@ -61,6 +61,11 @@ void Library::setData(LibraryData data)
     Q_EMIT dataChanged();
 }
 
+QString Library::saveFailedMessage(const QString &reason)
+{
+    return QStringLiteral("Speichern fehlgeschlagen: ") + reason;
+}
+
 void Library::persist()
 {
     const Status saved = m_store.save(m_data);
@@ -68,7 +73,7 @@ void Library::persist()
     if (saved) {
         m_lastWrite = m_store.modificationDate().value_or(Clock::system().now());
     } else {
-        error = saved.error();
+        error = saveFailedMessage(saved.error());
     }
     if (error != m_lastError) {
         m_lastError = error;

@@ -24,6 +24,9 @@ public:
     const LibraryStore &store() const { return m_store; }
     // The message of the last failed write; empty after a successful one.
     const QString &lastError() const { return m_lastError; }
+    // "Speichern fehlgeschlagen: " and the store's reason: the one form in
+    // which a failed write of the library reaches the user.
+    static QString saveFailedMessage(const QString &reason);
 
     void mutate(const std::function<void(LibraryData &)> &change);
     // Writes the file even when no tab has the id.

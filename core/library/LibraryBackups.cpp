@@ -1,5 +1,6 @@
 #include "LibraryBackups.h"
 
+#include "AtomicFile.h"
 #include "Fmt.h"
 #include "LibraryCodec.h"
 
@@ -7,7 +8,6 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
-#include <QSaveFile>
 
 #include <algorithm>
 
@@ -35,8 +35,8 @@ Status writeAtomically(const QString &path, const QByteArray &bytes)
     if (!QDir().mkpath(QFileInfo(path).absolutePath()))
         return Status::failure(QStringLiteral("Der Ordner %1 kann nicht angelegt werden.")
                                    .arg(QFileInfo(path).absolutePath()));
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly))
+    AtomicFile file(path);
+    if (!file.open())
         return Status::failure(file.errorString());
     if (file.write(bytes) != bytes.size()) {
         const QString reason = file.errorString();

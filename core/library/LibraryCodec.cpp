@@ -1,6 +1,7 @@
 #include "LibraryCodec.h"
 
 #include "FloatText.h"
+#include "Fmt.h"
 #include "JsonStringCodec.h"
 
 #include <QDate>
@@ -28,17 +29,7 @@ struct DecodeFailure
     QString reason;
 };
 
-// Days since 1970-01-01 of a proleptic Gregorian date, and back.
-qint64 daysFromCivil(qint64 y, unsigned m, unsigned d)
-{
-    y -= m <= 2;
-    const qint64 era = (y >= 0 ? y : y - 399) / 400;
-    const unsigned yoe = static_cast<unsigned>(y - era * 400);
-    const unsigned doy = (153 * (m + (m > 2 ? -3 : 9)) + 2) / 5 + d - 1;
-    const unsigned doe = yoe * 365 + yoe / 4 - yoe / 100 + doy;
-    return era * 146097 + static_cast<qint64>(doe) - 719468;
-}
-
+// The proleptic Gregorian date of a count of days since 1970-01-01.
 void civilFromDays(qint64 z, qint64 &y, unsigned &m, unsigned &d)
 {
     z += 719468;
@@ -51,50 +42,6 @@ void civilFromDays(qint64 z, qint64 &y, unsigned &m, unsigned &d)
     d = doy - (153 * mp + 2) / 5 + 1;
     m = mp < 10 ? mp + 3 : mp - 9;
     y += m <= 2;
-}
-
-int digits(const QChar *s, int n)
-{
-    int v = 0;
-    for (int i = 0; i < n; ++i) {
-        const char16_t c = s[i].unicode();
-        if (c < u'0' || c > u'9')
-            return -1;
-        v = v * 10 + (c - u'0');
-    }
-    return v;
-}
-
-// "yyyy-MM-ddTHH:mm:ssZ" or with a "+hh:mm" offset; whole seconds only.
-std::optional<QDateTime> parseDate(const QString &text)
-{
-    const qsizetype n = text.size();
-    if (n != 20 && n != 25)
-        return std::nullopt;
-    const QChar *s = text.constData();
-    if (s[4] != u'-' || s[7] != u'-' || s[10] != u'T' || s[13] != u':' || s[16] != u':')
-        return std::nullopt;
-    const int year = digits(s, 4), month = digits(s + 5, 2), day = digits(s + 8, 2);
-    const int hour = digits(s + 11, 2), minute = digits(s + 14, 2), second = digits(s + 17, 2);
-    if (year < 0 || month < 0 || day < 0 || hour < 0 || minute < 0 || second < 0)
-        return std::nullopt;
-    if (!QDate::isValid(year, month, day) || hour > 23 || minute > 59 || second > 59)
-        return std::nullopt;
-    qint64 offset = 0;
-    if (n == 20) {
-        if (s[19] != u'Z')
-            return std::nullopt;
-    } else {
-        if ((s[19] != u'+' && s[19] != u'-') || s[22] != u':')
-            return std::nullopt;
-        const int oh = digits(s + 20, 2), om = digits(s + 23, 2);
-        if (oh < 0 || om < 0 || oh > 23 || om > 59)
-            return std::nullopt;
-        offset = (oh * 60 + om) * 60 * (s[19] == u'-' ? -1 : 1);
-    }
-    const qint64 secs = daysFromCivil(year, unsigned(month), unsigned(day)) * 86400
-                        + hour * 3600 + minute * 60 + second - offset;
-    return QDateTime::fromSecsSinceEpoch(secs, Qt::UTC);
 }
 
 bool isHex(char16_t c)
@@ -298,7 +245,7 @@ public:
     QDateTime date()
     {
         const QString text = string();
-        const auto date = parseDate(text);
+        const auto date = Fmt::parseFileDate(text);
         if (!date)
             fail(QStringLiteral("ungültiges Datum: %1").arg(text));
         return *date;

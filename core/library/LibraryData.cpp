@@ -24,6 +24,20 @@ QString idText(const QUuid &id)
     return id.toString(QUuid::WithoutBraces).toUpper();
 }
 
+std::optional<QUuid> idFromText(const QString &text)
+{
+    if (text.size() != 36)
+        return std::nullopt;
+    for (int i = 0; i < 36; ++i) {
+        const QChar c = text.at(i);
+        const bool dash = i == 8 || i == 13 || i == 18 || i == 23;
+        const bool hex = (c >= u'0' && c <= u'9') || (c >= u'a' && c <= u'f') || (c >= u'A' && c <= u'F');
+        if (dash ? c != u'-' : !hex)
+            return std::nullopt;
+    }
+    return QUuid::fromString(text);
+}
+
 std::optional<SavedTab> LibraryData::tab(const QUuid &id) const
 {
     for (const SavedTab &t : tabs) {

@@ -46,3 +46,6 @@ struct LibraryData
 // The text form of an id as it is written to the file and used as the key of
 // `embeddings`: 36 characters, upper case, no braces.
 QString idText(const QUuid &id);
+// An id read from text: exactly that form, in either case; nothing for braces,
+// other layouts or anything before or after.
+std::optional<QUuid> idFromText(const QString &text);

@@ -2,6 +2,7 @@
 
 #include "LibraryCodec.h"
 #include "TextCut.h"
+#include "WebAddress.h"
 
 #include <QHash>
 #include <QRegularExpression>
@@ -22,7 +23,7 @@ QByteArrayView withoutBom(QByteArrayView bytes)
 // and a host where the scheme needs one. Bookmark queries and scripts are not pages.
 bool isAddress(const QString &text)
 {
-    const QUrl url(text, QUrl::StrictMode);
+    const QUrl url = WebAddress::parse(text);
     if (!url.isValid() || url.scheme().isEmpty() || text.contains(u' '))
         return false;
     const QString scheme = url.scheme().toLower();

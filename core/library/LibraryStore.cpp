@@ -1,5 +1,6 @@
 #include "LibraryStore.h"
 
+#include "AtomicFile.h"
 #include "Clock.h"
 #include "LibraryBackups.h"
 #include "LibraryCodec.h"
@@ -7,8 +8,6 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QSaveFile>
-#include <QRegularExpression>
 #include <QStandardPaths>
 
 #ifdef Q_OS_UNIX
@@ -60,17 +59,15 @@ private:
 };
 
 // Removes the temporary files that writers of this library left when they
-// died; only called while no other writer is at work.
+// died; only called while no other writer is at work. Only names made by
+// AtomicFile qualify: the user's own files beside the library stay.
 void removeDeadTemporaries(const QString &filePath)
 {
     const QFileInfo info(filePath);
-    const QRegularExpression pattern(QStringLiteral("^%1\\.[A-Za-z0-9]{6}$")
-                                         .arg(QRegularExpression::escape(info.fileName())));
     const QDir folder = info.absoluteDir();
-    const QStringList names = folder.entryList({info.fileName() + QStringLiteral(".*")},
-                                               QDir::Files | QDir::Hidden | QDir::System);
+    const QStringList names = folder.entryList(QDir::Files | QDir::Hidden | QDir::System);
     for (const QString &name : names) {
-        if (pattern.match(name).hasMatch())
+        if (AtomicFile::isTemporaryName(name, info.fileName()))
             QFile::remove(folder.filePath(name));
     }
 }
@@ -130,9 +127,7 @@ LibraryData LibraryStore::load() const
 
 Status LibraryStore::save(const LibraryData &data) const
 {
-    const auto fail = [](const QString &reason) {
-        return Status::failure(QStringLiteral("Speichern fehlgeschlagen: ") + reason);
-    };
+    const auto fail = [](const QString &reason) { return Status::failure(reason); };
     const QFileInfo info(m_filePath);
     if (!QDir().mkpath(info.absolutePath()))
         return fail(QStringLiteral("Der Ordner %1 kann nicht angelegt werden.")
@@ -143,8 +138,8 @@ Status LibraryStore::save(const LibraryData &data) const
     // A failed backup must not stop the user's change from being saved.
     LibraryBackups(m_filePath).backUpBeforeWrite();
     FolderLock lock(info.absolutePath());
-    QSaveFile file(m_filePath);
-    if (!file.open(QIODevice::WriteOnly))
+    AtomicFile file(m_filePath);
+    if (!file.open())
         return fail(file.errorString());
     if (file.write(*bytes) != bytes->size()) {
         const QString reason = file.errorString();

@@ -25,7 +25,9 @@ public:
     // Never fails: a missing file gives a new library; an unreadable one is
     // copied aside to "library.defekt-<seconds>.json" first.
     LibraryData load() const;
-    // Atomic: a reader sees the old file or the new one, never a mix.
+    // Atomic: a reader sees the old file or the new one, never a mix. A
+    // failure carries the system's German text alone; whoever reports it
+    // says what failed (Library::saveFailedMessage).
     Status save(const LibraryData &data) const;
 
 private:

@@ -1,15 +1,16 @@
 #include "SavedTab.h"
 
 #include "TextCut.h"
-
-#include <QUrl>
+#include "WebAddress.h"
 
 QString SavedTab::domainOf(const QString &url)
 {
-    const QUrl parsed(url, QUrl::StrictMode);
+    const QUrl parsed = WebAddress::parse(url);
     if (!parsed.isValid())
         return {};
-    QString host = parsed.host().toLower();
+    // The host as the address gives it in ASCII: an international name in
+    // its "xn--" form, so both spellings of one host are one domain.
+    QString host = parsed.host(QUrl::FullyEncoded).toLower();
     if (host.startsWith(u"www."))
         host.remove(0, 4);
     return host;

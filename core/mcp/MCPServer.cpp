@@ -3,6 +3,7 @@
 #include "Embedder.h"
 #include "Fmt.h"
 #include "JsonText.h"
+#include "Library.h"
 #include "SearchIndex.h"
 #include "TextCut.h"
 #include "PlatformWords.h"
@@ -62,16 +63,93 @@ QJsonObject failure(const QString &message)
     return textResult(message, true);
 }
 
-// An integer argument: JSON numbers without a fraction only.
+// An integer argument: JSON numbers without a fraction only. Integers
+// beyond 64 bits count as the largest (or smallest) one, so that the callers'
+// clamping holds for them too.
 std::optional<qint64> integerArgument(const QJsonObject &arguments, const QString &key)
 {
     const QJsonValue v = arguments.value(key);
     if (!v.isDouble())
         return std::nullopt;
     const double d = v.toDouble();
-    if (!std::isfinite(d) || d != std::floor(d) || std::fabs(d) > 9.0e15)
+    if (!std::isfinite(d) || d != std::floor(d))
         return std::nullopt;
+    constexpr double twoTo63 = 9223372036854775808.0;
+    if (d >= twoTo63)
+        return std::numeric_limits<qint64>::max();
+    if (d < -twoTo63)
+        return std::numeric_limits<qint64>::min();
     return static_cast<qint64>(d);
+}
+
+// Skips one JSON value of valid JSON text starting at i; returns the index
+// just after it.
+qsizetype skipValue(const QString &text, qsizetype i)
+{
+    int depth = 0;
+    bool inString = false;
+    for (; i < text.size(); ++i) {
+        const QChar c = text.at(i);
+        if (inString) {
+            if (c == u'\\')
+                ++i;
+            else if (c == u'"')
+                inString = false;
+            else
+                continue;
+            if (depth == 0 && !inString)
+                return i + 1;
+            continue;
+        }
+        if (c == u'"') {
+            inString = true;
+        } else if (c == u'{' || c == u'[') {
+            ++depth;
+        } else if (c == u'}' || c == u']') {
+            if (depth == 0)
+                return i;
+            if (--depth == 0)
+                return i + 1;
+        } else if (depth == 0 && (c == u',' || c.isSpace())) {
+            return i;
+        }
+    }
+    return i;
+}
+
+// The "id" member of a request as it was written, when it is a number:
+// a double cannot carry every integer a client may use as its id, and the
+// reply must give the id back unchanged. `text` is a valid JSON object.
+std::optional<QString> rawNumericId(const QString &text)
+{
+    std::optional<QString> found;
+    qsizetype i = text.indexOf(u'{') + 1;
+    auto skipSpace = [&] {
+        while (i < text.size() && text.at(i).isSpace())
+            ++i;
+    };
+    while (i < text.size()) {
+        skipSpace();
+        if (i >= text.size() || text.at(i) != u'"')
+            break;
+        const qsizetype keyEnd = skipValue(text, i);
+        const QJsonDocument key = QJsonDocument::fromJson(u'[' + text.mid(i, keyEnd - i).toUtf8() + u']');
+        i = keyEnd;
+        skipSpace();
+        ++i; // the colon
+        skipSpace();
+        const qsizetype valueEnd = skipValue(text, i);
+        if (key.array().at(0).toString() == u"id") {
+            const QChar first = text.at(i);
+            found = (first == u'-' || first.isDigit()) ? std::optional(text.mid(i, valueEnd - i)) : std::nullopt;
+        }
+        i = valueEnd;
+        skipSpace();
+        if (i >= text.size() || text.at(i) != u',')
+            break;
+        ++i;
+    }
+    return found;
 }
 
 // The index of the first tab with the argument's id, if it names one.
@@ -80,11 +158,11 @@ std::optional<qsizetype> findTab(const QJsonObject &arguments, const LibraryData
     const QJsonValue v = arguments.value(QStringLiteral("id"));
     if (!v.isString())
         return std::nullopt;
-    const QUuid id = QUuid::fromString(v.toString());
-    if (id.isNull())
+    const std::optional<QUuid> id = idFromText(v.toString());
+    if (!id)
         return std::nullopt;
     for (qsizetype i = 0; i < data.tabs.size(); ++i) {
-        if (data.tabs[i].id == id)
+        if (data.tabs[i].id == *id)
             return i;
     }
     return std::nullopt;
@@ -234,7 +312,11 @@ std::optional<QString> MCPServer::handle(const QString &line)
     const QJsonObject message = doc.object();
     if (!message.contains(QStringLiteral("id")))
         return std::nullopt;
-    const QJsonValue id = message.value(QStringLiteral("id"));
+    // A numeric id goes back as it came, through a stand-in replaced after encoding.
+    const std::optional<QString> rawId =
+        message.value(QStringLiteral("id")).isDouble() ? rawNumericId(text) : std::nullopt;
+    const QString standIn = QStringLiteral("pellmora-id-") + QUuid::createUuid().toString(QUuid::WithoutBraces);
+    const QJsonValue id = rawId ? QJsonValue(standIn) : message.value(QStringLiteral("id"));
     const QJsonValue methodValue = message.value(QStringLiteral("method"));
     const QString method = methodValue.isString() ? methodValue.toString() : QString();
     const QJsonValue paramsValue = message.value(QStringLiteral("params"));
@@ -271,7 +353,12 @@ std::optional<QString> MCPServer::handle(const QString &line)
                                    {QStringLiteral("message"),
                                     QStringLiteral("Method not found: ") + method}});
     }
-    return JsonText::compact(answer).value_or(internalErrorLine);
+    std::optional<QString> encoded = JsonText::compact(answer);
+    if (!encoded)
+        return internalErrorLine;
+    if (rawId)
+        encoded->replace(u'"' + standIn + u'"', *rawId);
+    return encoded;
 }
 
 QJsonObject MCPServer::callTool(const QString &name, const QJsonObject &arguments)
@@ -392,6 +479,6 @@ QJsonObject MCPServer::save(const LibraryData &data, const SavedTab &changed) co
 {
     const Status saved = m_store.save(data);
     if (!saved)
-        return failure(QStringLiteral("Speichern fehlgeschlagen: ") + saved.error());
+        return failure(Library::saveFailedMessage(saved.error()));
     return success(brief(changed, data));
 }

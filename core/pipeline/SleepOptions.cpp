@@ -74,3 +74,11 @@ size_t qHash(const SleepOptions &options, size_t seed)
     return qHashMulti(seed, options.groupByWindow, options.sortByTopic, options.saveContent, options.keepPinned,
                       options.pinnedDomains);
 }
+
+SleepOptions SleepOptions::fromSettings(const QVariant &stored)
+{
+    if (!stored.isValid())
+        return {};
+    Result<SleepOptions> decoded = decode(stored.toByteArray());
+    return decoded ? std::move(decoded).value() : SleepOptions{};
+}

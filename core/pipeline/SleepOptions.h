@@ -3,6 +3,7 @@
 #include <QByteArray>
 #include <QJsonObject>
 #include <QStringList>
+#include <QVariant>
 
 #include "Result.h"
 
@@ -21,6 +22,11 @@ struct SleepOptions
     // Fails when a key is missing or has the wrong type.
     static Result<SleepOptions> fromJson(const QJsonObject &object);
     static Result<SleepOptions> decode(const QByteArray &json);
+    // The options as the settings keep them under settingsKey, for the app
+    // and the command line alike; the defaults when none are kept or they
+    // cannot be read.
+    static SleepOptions fromSettings(const QVariant &stored);
+    static QString settingsKey() { return QStringLiteral("sleepOptions"); }
 
     friend bool operator==(const SleepOptions &, const SleepOptions &) = default;
 };

@@ -6,6 +6,7 @@
 #include "Clock.h"
 #include "DemoData.h"
 #include "Fmt.h"
+#include "Library.h"
 #include "LibraryAccess.h"
 #include "SleepPipeline.h"
 #include "PlatformWords.h"
@@ -13,7 +14,8 @@
 namespace {
 
 // Every address the bridge may close must be in the file before any tab
-// goes: the tab is the user's only other copy.
+// goes: the tab is the user's only other copy. A failed write comes with
+// its message already made by the library access.
 std::optional<QString> verifySaved(LibraryAccess &library, const Status &lastWrite,
                                    const QList<SafariWindow> &windows)
 {
@@ -21,7 +23,7 @@ std::optional<QString> verifySaved(LibraryAccess &library, const Status &lastWri
         return lastWrite.error();
     const Result<LibraryData> stored = library.readBack();
     if (!stored)
-        return stored.error();
+        return Library::saveFailedMessage(stored.error());
     QSet<QString> urls;
     for (const SavedTab &tab : stored->tabs)
         urls.insert(tab.url);
@@ -35,8 +37,9 @@ std::optional<QString> verifySaved(LibraryAccess &library, const Status &lastWri
     if (missing.isEmpty())
         return std::nullopt;
     if (missing.size() == 1)
-        return QStringLiteral("1 Adresse fehlt in der gespeicherten Bibliothek.");
-    return Fmt::number(missing.size()) + QStringLiteral(" Adressen fehlen in der gespeicherten Bibliothek.");
+        return Library::saveFailedMessage(QStringLiteral("1 Adresse fehlt in der gespeicherten Bibliothek."));
+    return Library::saveFailedMessage(Fmt::number(missing.size())
+                                      + QStringLiteral(" Adressen fehlen in der gespeicherten Bibliothek."));
 }
 
 } // namespace
@@ -53,11 +56,6 @@ SleepRun::SleepRun(const SleepPipeline &pipeline, LibraryAccess &library, Browse
 QString SleepRun::emptyMessage(const QStringList &browsers)
 {
     return PlatformWords::emptyBrowser(browsers);
-}
-
-QString SleepRun::saveFailedPrefix()
-{
-    return QStringLiteral("Speichern fehlgeschlagen: ");
 }
 
 SleepRun::Outcome SleepRun::run(const SleepOptions &options, bool demo, const StageCallback &onStage,
@@ -135,7 +133,7 @@ SleepRun::Outcome SleepRun::run(const SleepOptions &options, bool demo, const St
     int closed = 0;
     if (!demo) {
         if (const auto problem = verifySaved(m_library, written, windows))
-            return finish(SleepStage::failed(saveFailedPrefix() + *problem));
+            return finish(SleepStage::failed(*problem));
         if (stop.stop_requested())
             return stopped();
         report(SleepStage::closing());

@@ -49,7 +49,6 @@ public:
 
     // Names the connected browsers, as their extensions call them.
     static QString emptyMessage(const QStringList &browsers = {});
-    static QString saveFailedPrefix(); // "Speichern fehlgeschlagen: "
 
 private:
     const SleepPipeline &m_pipeline;

@@ -1,5 +1,7 @@
 #include "StoreLibraryAccess.h"
 
+#include "Library.h"
+
 #include <QFileInfo>
 #include <QMutexLocker>
 
@@ -23,7 +25,9 @@ Status StoreLibraryAccess::write(const LibraryData &data)
 {
     const Status saved = m_store.save(data);
     QMutexLocker lock(&m_mutex);
-    m_lastError = saved ? QString() : saved.error();
+    m_lastError = saved ? QString() : Library::saveFailedMessage(saved.error());
+    if (!saved)
+        return Status::failure(m_lastError);
     return saved;
 }
 

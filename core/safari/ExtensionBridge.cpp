@@ -4,7 +4,19 @@
 #include <QProcess>
 #include <QUrl>
 
-ExtensionBridge::ExtensionBridge(BrowserHub *hub, std::chrono::milliseconds limit) : m_hub(hub), m_limit(limit) {}
+#include "WebAddress.h"
+
+ExtensionBridge::ExtensionBridge(BrowserHub *hub, std::chrono::milliseconds limit, DefaultOpener openDefault)
+    : m_hub(hub)
+    , m_limit(limit)
+    , m_openDefault(std::move(openDefault))
+{
+    if (!m_openDefault) {
+        m_openDefault = [](const QUrl &url) {
+            QProcess::startDetached(QStringLiteral("xdg-open"), {url.toString(QUrl::FullyEncoded)});
+        };
+    }
+}
 
 bool ExtensionBridge::isSafariRunning() const
 {
@@ -65,13 +77,45 @@ bool ExtensionBridge::isEmptyPage(const QString &url)
 
 bool ExtensionBridge::keeps(const QString &url, const QStringList &lowerKeepDomains)
 {
+    // Host names know no case, and the keep list is lower-cased already.
     for (const QString &domain : lowerKeepDomains)
-        if (url.contains(domain))
+        if (url.contains(domain, Qt::CaseInsensitive))
             return true;
     return false;
 }
 
 SafariResult<QList<SafariWindow>> ExtensionBridge::snapshotWindows()
+{
+    return m_gate.run([&] { return snapshotNow(); });
+}
+
+SafariResult<SafariTabCount> ExtensionBridge::countTabs()
+{
+    return m_gate.run([&] { return countNow(); });
+}
+
+SafariResult<int> ExtensionBridge::closeTabs(const QSet<QString> &savedUrls, const QStringList &keepDomains)
+{
+    return m_gate.run([&] { return closeNow(savedUrls, keepDomains); });
+}
+
+SafariStatus ExtensionBridge::reopen(const QList<QUrl> &urls, bool newWindow)
+{
+    QList<QUrl> web;
+    QList<QUrl> others;
+    for (const QUrl &url : urls)
+        (WebAddress::opensInBrowserTab(url) ? web : others).append(url);
+    if (!web.isEmpty()) {
+        const SafariStatus opened = m_gate.run([&] { return openInBrowser(web, newWindow); });
+        if (!opened)
+            return opened;
+    }
+    for (const QUrl &url : std::as_const(others))
+        m_openDefault(url);
+    return Done{};
+}
+
+SafariResult<QList<SafariWindow>> ExtensionBridge::snapshotNow()
 {
     const QList<ConnectedBrowser> browsers = m_hub->browsers();
     if (browsers.isEmpty())
@@ -92,7 +136,7 @@ SafariResult<QList<SafariWindow>> ExtensionBridge::snapshotWindows()
     return windows;
 }
 
-SafariResult<SafariTabCount> ExtensionBridge::countTabs()
+SafariResult<SafariTabCount> ExtensionBridge::countNow()
 {
     const QList<ConnectedBrowser> browsers = m_hub->browsers();
     if (browsers.isEmpty())
@@ -108,7 +152,7 @@ SafariResult<SafariTabCount> ExtensionBridge::countTabs()
     return count;
 }
 
-SafariResult<int> ExtensionBridge::closeTabs(const QSet<QString> &savedUrls, const QStringList &keepDomains)
+SafariResult<int> ExtensionBridge::closeNow(const QSet<QString> &savedUrls, const QStringList &keepDomains)
 {
     const QList<ConnectedBrowser> browsers = m_hub->browsers();
     if (browsers.isEmpty())
@@ -171,7 +215,7 @@ QList<QJsonArray> ExtensionBridge::batches(const QJsonArray &items)
     return out;
 }
 
-SafariStatus ExtensionBridge::reopen(const QList<QUrl> &urls, bool newWindow)
+SafariStatus ExtensionBridge::openInBrowser(const QList<QUrl> &urls, bool newWindow)
 {
     if (urls.isEmpty())
         return Done{};
@@ -206,5 +250,5 @@ void ExtensionBridge::openWithWorkspace(const QList<QUrl> &urls)
         return;
     // No browser connected: the desktop's default handler, one address at a time.
     for (const QUrl &url : urls)
-        QProcess::startDetached(QStringLiteral("xdg-open"), {url.toString(QUrl::FullyEncoded)});
+        m_openDefault(url);
 }

@@ -5,23 +5,34 @@
 #include <QList>
 
 #include <chrono>
+#include <functional>
 
 #include "BrowserBridge.h"
 #include "BrowserHub.h"
+#include "SerialGate.h"
 
 // The browser reached through the Pellmora extension in Chromium or Firefox:
 // every connected browser counts; windows are numbered 1… across browsers in
 // connection order, and addresses reopen in the browser connected last.
+// Operations run one at a time, first come first served, whatever thread
+// they come from: a reopen never slips between a sleep run's listing and
+// its closing.
 class ExtensionBridge final : public BrowserBridge
 {
 public:
-    // hub is not owned and must be started.
-    explicit ExtensionBridge(BrowserHub *hub, std::chrono::milliseconds limit = std::chrono::seconds(10));
+    // Opens one address with the desktop's default handler.
+    using DefaultOpener = std::function<void(const QUrl &url)>;
+
+    // hub is not owned and must be started. Without an opener, xdg-open is used.
+    explicit ExtensionBridge(BrowserHub *hub, std::chrono::milliseconds limit = std::chrono::seconds(10),
+                             DefaultOpener openDefault = {});
 
     bool isSafariRunning() const override;
     SafariResult<QList<SafariWindow>> snapshotWindows() override;
     SafariResult<SafariTabCount> countTabs() override;
     SafariResult<int> closeTabs(const QSet<QString> &savedUrls, const QStringList &keepDomains) override;
+    // Web pages go to the browser; addresses a browser tab refuses (scripts,
+    // inline data, the browser's own pages) to the default handler.
     SafariStatus reopen(const QList<QUrl> &urls, bool newWindow) override;
     void openWithWorkspace(const QList<QUrl> &urls) override;
 
@@ -49,7 +60,13 @@ private:
     static constexpr std::chrono::milliseconds perTabOpened{100};
 
     SafariResult<QJsonObject> ask(int browserId, const QJsonObject &message, std::chrono::milliseconds extra = {});
+    SafariResult<QList<SafariWindow>> snapshotNow();
+    SafariResult<SafariTabCount> countNow();
+    SafariResult<int> closeNow(const QSet<QString> &savedUrls, const QStringList &keepDomains);
+    SafariStatus openInBrowser(const QList<QUrl> &urls, bool newWindow);
 
     BrowserHub *m_hub;
     std::chrono::milliseconds m_limit;
+    DefaultOpener m_openDefault;
+    SerialGate m_gate;
 };

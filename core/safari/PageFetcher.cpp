@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <memory>
+#include <mutex>
 #include <vector>
 
 #include <QEventLoop>
@@ -16,19 +17,37 @@
 #include <QTimer>
 #include <QUrl>
 
+#include "WebAddress.h"
+
 #include "TextTools.h"
 
 Q_LOGGING_CATEGORY(lcFetch, "pellmora.safari.fetch")
 
 namespace {
 
-// Accepts no cookie and offers none, so nothing a page sets travels further.
-class NoCookieJar final : public QNetworkCookieJar
+// The network manager's view of the fetcher's cookies: every batch has a
+// manager of its own on its own thread, and all of them share the session.
+class SessionJar final : public QNetworkCookieJar
 {
 public:
-    using QNetworkCookieJar::QNetworkCookieJar;
-    QList<QNetworkCookie> cookiesForUrl(const QUrl &) const override { return {}; }
-    bool setCookiesFromUrl(const QList<QNetworkCookie> &, const QUrl &) override { return false; }
+    SessionJar(std::shared_ptr<PageFetcher::CookieSession> session, QObject *parent)
+        : QNetworkCookieJar(parent)
+        , m_session(std::move(session))
+    {
+    }
+    QList<QNetworkCookie> cookiesForUrl(const QUrl &url) const override
+    {
+        std::lock_guard lock(m_session->mutex);
+        return m_session->jar.cookiesForUrl(url);
+    }
+    bool setCookiesFromUrl(const QList<QNetworkCookie> &cookies, const QUrl &url) override
+    {
+        std::lock_guard lock(m_session->mutex);
+        return m_session->jar.setCookiesFromUrl(cookies, url);
+    }
+
+private:
+    std::shared_ptr<PageFetcher::CookieSession> m_session;
 };
 
 bool fetchable(const QUrl &url)
@@ -63,13 +82,14 @@ QStringList uniqueSorted(const QStringList &addresses)
 class Batch
 {
 public:
-    Batch(const PageFetcher::Options &options, QStringList addresses, const PageFetcher::Progress &progress,
-          std::stop_token stop)
+    Batch(const PageFetcher::Options &options, std::shared_ptr<PageFetcher::CookieSession> cookies,
+          QStringList addresses, const PageFetcher::Progress &progress, std::stop_token stop)
         : m_options(options)
         , m_addresses(std::move(addresses))
         , m_progress(progress)
         , m_stop(std::move(stop))
     {
+        m_manager.setCookieJar(new SessionJar(std::move(cookies), &m_manager));
     }
 
     QHash<QString, QString> run()
@@ -81,14 +101,12 @@ public:
             QTimer watch;
             watch.setInterval(std::chrono::milliseconds(50));
             QObject::connect(&watch, &QTimer::timeout, &m_loop, [this] {
-                m_finished.clear(); // safe here: outside every reply's signal
                 if (m_stop.stop_requested())
                     cancel();
             });
             watch.start();
             m_loop.exec();
         }
-        m_finished.clear();
         return m_texts;
     }
 
@@ -96,8 +114,7 @@ private:
     struct Job
     {
         QString address;
-        std::unique_ptr<QNetworkAccessManager> manager; // owns the reply and the transfer timer
-        QNetworkReply *reply = nullptr;
+        QNetworkReply *reply = nullptr; // owns the transfer timer
     };
 
     void pump()
@@ -118,14 +135,12 @@ private:
 
     bool start(const QString &address)
     {
-        const QUrl url(address, QUrl::StrictMode);
+        const QUrl url = WebAddress::parse(address);
         if (!fetchable(url))
             return false;
 
         auto job = std::make_unique<Job>();
         job->address = address;
-        job->manager = std::make_unique<QNetworkAccessManager>();
-        job->manager->setCookieJar(new NoCookieJar(job->manager.get()));
 
         QNetworkRequest request(url);
         request.setRawHeader("User-Agent", PageFetcher::userAgent);
@@ -135,9 +150,9 @@ private:
         request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::NoLessSafeRedirectPolicy);
         request.setTransferTimeout(int(m_options.timeout * 1000));
 
-        QNetworkReply *reply = job->manager->get(request);
+        QNetworkReply *reply = m_manager.get(request);
         job->reply = reply;
-        auto *whole = new QTimer(job->manager.get());
+        auto *whole = new QTimer(reply);
         whole->setSingleShot(true);
         QObject::connect(whole, &QTimer::timeout, reply, &QNetworkReply::abort);
         whole->start(std::chrono::milliseconds(qint64(m_options.transferTimeout * 1000)));
@@ -155,8 +170,8 @@ private:
             return;
         std::unique_ptr<Job> job = std::move(*it);
         m_running.erase(it);
-        // The manager must outlive this signal; it goes at the next quiet moment.
-        m_finished.push_back(std::move(job->manager));
+        // Not inside its own signal: the reply goes at the next quiet moment.
+        reply->deleteLater();
 
         if (m_cancelled) {
             pump();
@@ -211,8 +226,9 @@ private:
     const std::stop_token m_stop;
 
     QEventLoop m_loop;
+    // One session per batch; its replies are its children.
+    QNetworkAccessManager m_manager;
     std::vector<std::unique_ptr<Job>> m_running;
-    std::vector<std::unique_ptr<QNetworkAccessManager>> m_finished;
     QHash<QString, QString> m_texts;
     qsizetype m_next = 0;
     int m_done = 0;
@@ -221,10 +237,14 @@ private:
 
 } // namespace
 
-PageFetcher::PageFetcher() = default;
+PageFetcher::PageFetcher()
+    : m_cookies(std::make_shared<CookieSession>())
+{
+}
 
 PageFetcher::PageFetcher(const Options &options)
     : m_options(options)
+    , m_cookies(std::make_shared<CookieSession>())
 {
     Q_ASSERT(options.maxConcurrent >= 1);
 }
@@ -237,7 +257,7 @@ QString PageFetcher::fetchText(const QString &address, std::stop_token stop) con
 QHash<QString, QString> PageFetcher::fetchAll(const QStringList &addresses, const Progress &progress,
                                               std::stop_token stop) const
 {
-    Batch batch(m_options, uniqueSorted(addresses), progress, std::move(stop));
+    Batch batch(m_options, m_cookies, uniqueSorted(addresses), progress, std::move(stop));
     return batch.run();
 }
 

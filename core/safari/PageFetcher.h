@@ -5,16 +5,21 @@
 #include <QString>
 #include <QStringList>
 
+#include <QNetworkCookieJar>
+
 #include <functional>
+#include <memory>
+#include <mutex>
 #include <stop_token>
 
 // Downloads saved pages and turns them into readable text. The only network
-// client of the system: GET over http and https, a few requests at a time,
-// nothing kept between requests (no cookies, cache or credentials). A page
-// that cannot be fetched simply yields the empty text; no error ever reaches
-// the caller.
+// client of the system: GET over http and https, a few requests at a time.
+// Cookies live in memory as long as the fetcher, so a page that sets one on
+// a redirect gets it back on the target; nothing is written to disk (no
+// cache, no credentials). A page that cannot be fetched simply yields the
+// empty text; no error ever reaches the caller.
 //
-// Thread-safe: every call runs its own event loop and network managers in the
+// Thread-safe: every call runs its own event loop and network manager in the
 // calling thread, so it may be called from any worker thread.
 class PageFetcher
 {
@@ -54,6 +59,14 @@ public:
     // The body as text; `contentType` is the lower-cased Content-Type header.
     static QString decode(const QByteArray &body, const QString &contentType);
 
+    // The cookies of all calls, shared by copies of the fetcher.
+    struct CookieSession
+    {
+        std::mutex mutex;
+        QNetworkCookieJar jar;
+    };
+
 private:
     Options m_options;
+    std::shared_ptr<CookieSession> m_cookies;
 };

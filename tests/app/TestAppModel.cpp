@@ -12,6 +12,8 @@
 #include "TabListModel.h"
 #include "PlatformWords.h"
 
+#include <QDir>
+#include <QFile>
 #include <QAbstractItemModelTester>
 #include <QSignalSpy>
 #include <QTest>
@@ -105,6 +107,7 @@ private Q_SLOTS:
     void openUsesTheRightOpener();
     void openWithOnlyBadAddressesMarksNothing();
     void saveTakesOverTheEdits();
+    void saveFailureShowsUntilAWriteSucceeds();
     void deleteRemovesEmptyWindowAndTopic();
     void setReminderAndLater();
     void dismissHint();
@@ -701,6 +704,30 @@ void TestAppModel::saveTakesOverTheEdits()
     model.saveEdits(idText(tab.id), QStringLiteral("neu"), QVariant(), {});
     QCOMPARE(f->library().data().tab(tab.id)->reminderAt, std::nullopt);
     QCOMPARE(f->library().data().tab(tab.id)->note, QStringLiteral("neu"));
+}
+
+void TestAppModel::saveFailureShowsUntilAWriteSucceeds()
+{
+    LibraryData data;
+    const SavedTab tab = AppModelFixture::tab(QStringLiteral("Kamera"), at(12, 9), 1);
+    data.tabs.append(tab);
+    f->library().replace(data);
+    AppModel &model = f->model();
+    // A folder in the library file's place makes every write fail.
+    const QString file = f->path(QStringLiteral("library.json"));
+    QVERIFY(QFile::remove(file));
+    QVERIFY(QDir().mkpath(file + QStringLiteral("/x")));
+
+    SavedTab edited = tab;
+    edited.note = QStringLiteral("für die Reise");
+    model.save(edited);
+    QVERIFY(!f->library().lastError().isEmpty());
+    QCOMPARE(model.notice(), std::optional(f->library().lastError()));
+
+    QVERIFY(QDir(file).removeRecursively());
+    edited.note = QStringLiteral("doch nicht");
+    model.save(edited);
+    QCOMPARE(model.notice(), std::nullopt);
 }
 
 void TestAppModel::deleteRemovesEmptyWindowAndTopic()

@@ -45,6 +45,8 @@ void TestStatusItem::titleAndToolTip()
     QFETCH(QString, toolTip);
     QCOMPARE(TrayController::titleText(count), title);
     QCOMPARE(TrayController::toolTipText(count), toolTip);
+    // A failed save is told whatever the count.
+    QVERIFY(TrayController::toolTipText(count, true) != toolTip);
     // Space, alarm clock, space, then the number.
     if (count > 0)
         QVERIFY(title.startsWith(QString::fromUtf8("\x20\xe2\x8f\xb0\x20")));

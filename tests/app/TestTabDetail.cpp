@@ -327,9 +327,9 @@ void TestTabDetail::defaultReminder_data()
                                          << QDateTime(QDate(2026, 11, 17), QTime(9, 0));
     QTest::newRow("end of year") << QDateTime(QDate(2026, 12, 31), QTime(23, 59))
                                  << QDateTime(QDate(2027, 1, 1), QTime(9, 0));
-    // The night the clocks go back has 25 hours; 86,400 seconds still land on the next day.
+    // The night the clocks go back has 25 hours; tomorrow is still the next day.
     QTest::newRow("autumn change") << QDateTime(QDate(2026, 10, 25), QTime(0, 30))
-                                   << QDateTime(QDate(2026, 10, 25), QTime(9, 0));
+                                   << QDateTime(QDate(2026, 10, 26), QTime(9, 0));
     QTest::newRow("from UTC") << QDateTime(QDate(2026, 11, 16), QTime(23, 30), Qt::UTC)
                               << QDateTime(QDate(2026, 11, 18), QTime(9, 0));
 }

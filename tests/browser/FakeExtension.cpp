@@ -4,6 +4,7 @@
 #include <QThread>
 
 #include <algorithm>
+#include <utility>
 
 bool FakeExtension::connectTo(const QString &path)
 {
@@ -64,9 +65,16 @@ QJsonObject FakeExtension::answer(const QJsonObject &request)
 
 void FakeExtension::serveOnce()
 {
-    if (!socket.waitForReadyRead(10))
+    if (socket.waitForReadyRead(10)) {
+        for (const QJsonObject &request : reader.feed(socket.readAll())) {
+            journal.append(name + u' ' + request.value("type").toString());
+            held.append(request);
+        }
+    }
+    if (hold)
         return;
-    for (const QJsonObject &request : reader.feed(socket.readAll())) {
+    const QList<QJsonObject> requests = std::exchange(held, {});
+    for (const QJsonObject &request : requests) {
         largestRequest = std::max(largestRequest, NativeFrame::encode(request).size() - 4);
         if (const QString type = request.value("type").toString(); type == "close" || type == "open")
             QThread::msleep(slowMs);

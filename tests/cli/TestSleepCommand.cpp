@@ -3,6 +3,7 @@
 #include "PlatformWords.h"
 
 #include <QFile>
+#include <QSettings>
 #include <QTemporaryDir>
 #include <QTest>
 #include "TestRegistry.h"
@@ -18,6 +19,7 @@ private:
     {
         return TestSupport::run(qEnvironmentVariable("PELLMORA_CLI"), QStringList{QStringLiteral("sleep")} + args,
                                 {{QStringLiteral("XDG_DATA_HOME"), m_home->path()},
+                                 {QStringLiteral("XDG_CONFIG_HOME"), m_home->path()},
                                  {QStringLiteral("PELLMORA_NO_AI"), QStringLiteral("1")},
                                  {QStringLiteral("PELLMORA_NO_SEMANTIC"), QStringLiteral("1")}});
     }
@@ -75,24 +77,37 @@ private Q_SLOTS:
 
     void options_data()
     {
+        QTest::addColumn<QByteArray>("stored"); // the app's sleep options
         QTest::addColumn<QStringList>("args");
         QTest::addColumn<QString>("last");
         QTest::addColumn<int>("windows");
+        const QByteArray noTopicsOneWindow = R"({"groupByWindow":false,"sortByTopic":false,"saveContent":true,)"
+                                             R"("keepPinned":false,"pinnedDomains":[]})";
         QTest::newRow("one collection window, no topics")
-            << QStringList{"--demo", "--no-by-window", "--no-topics"} << "52 Tabs schlafen, 1 Gruppe, 0 Themen" << 1;
+            << QByteArray() << QStringList{"--demo", "--no-by-window", "--no-topics"}
+            << "52 Tabs schlafen, 1 Gruppe, 0 Themen" << 1;
         QTest::newRow("by window again wins when last")
-            << QStringList{"--no-by-window", "--by-window", "--no-topics", "--demo"}
+            << QByteArray() << QStringList{"--no-by-window", "--by-window", "--no-topics", "--demo"}
             << "52 Tabs schlafen, 3 Gruppen, 0 Themen" << 3;
         QTest::newRow("pinned and no content change nothing in a demo run")
-            << QStringList{"--demo", "--keep-pinned", "github.com", "apple.com", "--no-content", "--no-topics"}
+            << QByteArray() << QStringList{"--demo", "--keep-pinned", "github.com", "apple.com", "--no-content", "--no-topics"}
             << "52 Tabs schlafen, 3 Gruppen, 0 Themen" << 3;
+        QTest::newRow("the app's options are the start")
+            << noTopicsOneWindow << QStringList{"--demo"} << "52 Tabs schlafen, 1 Gruppe, 0 Themen" << 1;
+        QTest::newRow("a flag overrides the app's option")
+            << noTopicsOneWindow << QStringList{"--demo", "--by-window"} << "52 Tabs schlafen, 3 Gruppen, 0 Themen" << 3;
     }
 
     void options()
     {
+        QFETCH(QByteArray, stored);
         QFETCH(QStringList, args);
         QFETCH(QString, last);
         QFETCH(int, windows);
+        if (!stored.isEmpty()) {
+            QSettings settings(m_home->filePath(QStringLiteral("Pellmora/Pellmora.conf")), QSettings::IniFormat);
+            settings.setValue(QStringLiteral("sleepOptions"), stored);
+        }
         const auto r = cli(args);
         QCOMPARE(r.exitCode, 0);
         QVERIFY2(r.out.endsWith(last + u'\n'), qPrintable(r.out));

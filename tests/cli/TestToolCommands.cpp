@@ -1,5 +1,6 @@
 #include "TestToolCommands.h"
 
+#include "Fmt.h"
 #include "LibraryStore.h"
 
 #include <QFile>
@@ -165,6 +166,35 @@ void TestToolCommands::usageErrorsLeaveFileAlone()
     QVERIFY(run.out.isEmpty());
     QVERIFY(run.err.contains(QStringLiteral("Aufruf: pellmora-cli")));
     QCOMPARE(fileBytes(), before);
+}
+
+void TestToolCommands::hintsRecordTheDayAndContextListsProjects()
+{
+    LibraryStore store(libraryPath());
+    LibraryData data = store.load();
+    data.context.freeText = QStringLiteral("Rösti Rezept: Kartoffeln reiben und in Butter braten");
+    QVERIFY(store.save(data).ok());
+
+    const Run context = cli({QStringLiteral("context")});
+    QCOMPARE(context.exitCode, 0);
+    QCOMPARE(context.out.count(u'\n'), 1); // the free text is the one project
+
+    const Run hints = cli({QStringLiteral("hints")});
+    QCOMPARE(hints.exitCode, 0);
+    // No model server answers here; its log lines stay out of the terminal.
+    QCOMPARE(hints.err, QString());
+    const LibraryData after = store.load();
+    QCOMPARE(after.lastHintDay, std::optional(Fmt::dayKey(QDateTime::currentDateTime())));
+    QVERIFY(!after.hints.isEmpty());
+    // Every new hint is printed with its tab's address and its reason.
+    for (const Hint &hint : after.hints) {
+        QVERIFY(hints.out.contains(after.tab(hint.tabId)->url));
+        QVERIFY(hints.out.contains(hint.reason));
+    }
+    // The day is taken: looking again finds nothing new.
+    const Run again = cli({QStringLiteral("hints")});
+    QCOMPARE(again.exitCode, 0);
+    QCOMPARE(store.load().hints.size(), after.hints.size());
 }
 
 void TestToolCommands::noteAndRemindWrite()

@@ -11,5 +11,6 @@ private slots:
     void usageErrorsLeaveFileAlone_data();
     void usageErrorsLeaveFileAlone();
     void noteAndRemindWrite();
+    void hintsRecordTheDayAndContextListsProjects();
     void mcpOverPipes();
 };

@@ -67,6 +67,9 @@ void TestContextReader::projects_data()
         << QStringList{"p/B/README.md=b", "p/CLAUDE.md=c", "p/A/README.md=a", "p/README.md=r"}
         << QStringList{"p"} << QString()
         << QStringList{"A|p/A|a", "B|p/B|b", "p|p|c\n\nr"};
+    QTest::newRow("names beyond the basic plane by code point")
+        << QStringList{"p/\U0001F600/README.md=e", "p/\uFF21/README.md=f"} << QStringList{"p"} << QString()
+        << QStringList{"\uFF21|p/\uFF21|f", "\U0001F600|p/\U0001F600|e"};
     QTest::newRow("same folder twice appends again")
         << QStringList{"p/README.md=r"} << QStringList{"p", "p/"} << QString()
         << QStringList{"p|p|r\n\nr"};
@@ -135,6 +138,13 @@ void TestContextReader::byteAndCharacterLimits_data()
         << QByteArray(29999, 'b') + QByteArray("\xC3\xA4")
         << QString(29999, u'b') + QChar(0xE4);
     QTest::newRow("short file whole") << QByteArray("Hallo\nWelt") << QString("Hallo\nWelt");
+    // One replacement per invalid sequence: a sequence cut short counts once,
+    // a byte that begins nothing counts alone.
+    const QString r(QChar::ReplacementCharacter);
+    QTest::newRow("three-byte sequence cut short") << QByteArray("a\xE2\x82" "b") << "a" + r + "b";
+    QTest::newRow("four-byte sequence cut short") << QByteArray("a\xF0\x9F\x98" "b") << "a" + r + "b";
+    QTest::newRow("overlong and surrogate bytes alone")
+        << QByteArray("\xC0\xAF" "-" "\xED\xA0\x80") << r + r + "-" + r + r + r;
 }
 
 void TestContextReader::byteAndCharacterLimits()

@@ -119,7 +119,6 @@ private Q_SLOTS:
                           "\"tabs\":[],\"z\":-0.5}");
         QTest::newRow("whitespace everywhere") << QByteArray(" \n{ \"tabs\" :\t[ ] ,\r\n\"version\" : 1 } \n");
         QTest::newRow("integral float for an integer") << tabJson(",\"tabIndex\":3.0");
-        QTest::newRow("offset date") << tabJson(",\"savedAt\":\"2026-11-16T21:31:05+02:00\"");
         QTest::newRow("surrogate pair escape") << tabJson(",\"title\":\"\\ud83d\\ude00\"");
         QTest::newRow("uuid with an escape") << QByteArray(
             "{\"tabs\":[{\"id\":\"\\u0036F1C2D3E-4A5B-4C6D-8E9F-0A1B2C3D4E5F\",\"url\":\"x\"}]}");
@@ -155,13 +154,6 @@ private Q_SLOTS:
         QCOMPARE(d->tabs.at(0).id, QUuid::fromString(kId));
     }
 
-    void offsetDateIsSameInstant()
-    {
-        const auto d = LibraryCodec::decode(tabJson(",\"savedAt\":\"2026-11-16T21:31:05+02:00\""), kNow);
-        QVERIFY(d.ok());
-        QCOMPARE(d->tabs.at(0).savedAt, kNow);
-    }
-
     void rejected_data()
     {
         QTest::addColumn<QByteArray>("json");
@@ -187,6 +179,7 @@ private Q_SLOTS:
             << QByteArray("{\"tabs\":[{\"id\":\"6F1C2D3E04A5B04C6D08E9F00A1B2C3D4E5F\",\"url\":\"x\"}]}");
         QTest::newRow("fractional seconds") << tabJson(",\"savedAt\":\"2026-11-16T19:31:05.250Z\"");
         QTest::newRow("date without zone") << tabJson(",\"savedAt\":\"2026-11-16T19:31:05\"");
+        QTest::newRow("date with an offset") << tabJson(",\"savedAt\":\"2026-11-16T21:31:05+02:00\"");
         QTest::newRow("impossible date") << tabJson(",\"savedAt\":\"2026-02-30T19:31:05Z\"");
         QTest::newRow("date as number") << tabJson(",\"savedAt\":1763321465");
         QTest::newRow("string for integer") << tabJson(",\"tabIndex\":\"3\"");

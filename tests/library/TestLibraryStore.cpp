@@ -1,3 +1,4 @@
+#include "AtomicFile.h"
 #include "Library.h"
 #include "LibraryCodec.h"
 #include "LibraryStore.h"
@@ -9,6 +10,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <cerrno>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <unistd.h>
@@ -84,10 +86,11 @@ private Q_SLOTS:
         QTest::addColumn<QString>("name");
         QTest::addColumn<bool>("otherWriting");
         QTest::addColumn<bool>("removed");
-        QTest::newRow("dead writer") << "library.json.iOwmic" << false << true;
-        QTest::newRow("another writer at work") << "library.json.Ab12Cd" << true << false;
-        QTest::newRow("not a temporary name") << "library.json.bak" << false << false;
-        QTest::newRow("other file's temporary") << "notes.json.iOwmic" << false << false;
+        QTest::newRow("dead writer") << ".pellmora-tmp-library.json-iOwmic" << false << true;
+        QTest::newRow("another writer at work") << ".pellmora-tmp-library.json-Ab12Cd" << true << false;
+        QTest::newRow("user's backup") << "library.json.backup" << false << false;
+        QTest::newRow("user's file, six letters") << "library.json.2024ab" << false << false;
+        QTest::newRow("other file's temporary") << ".pellmora-tmp-notes.json-iOwmic" << false << false;
     }
 
     void saveRemovesTemporariesOfDeadWriters()
@@ -137,16 +140,32 @@ private Q_SLOTS:
         QVERIFY(LibraryCodec::decode(TestSupport::readFile(path()), {}).ok());
     }
 
+    void writeFailureSetsMessageAndKeepsData_data()
+    {
+        QTest::addColumn<bool>("folderAtFile");
+        QTest::newRow("file where the folder should be") << false;
+        QTest::newRow("folder where the file should be") << true;
+    }
+
     void writeFailureSetsMessageAndKeepsData()
     {
-        // Tests may run as root, so block the folder with a regular file.
-        const QString blocked = m_dir.filePath(QStringLiteral("blocker/library.json"));
-        QVERIFY(TestSupport::writeFile(m_dir.filePath(QStringLiteral("blocker")), "x"));
+        QFETCH(bool, folderAtFile);
+        // Tests may run as root, so permissions cannot block the write; a
+        // file in the folder's place or a folder in the file's place does.
+        const QString blocker = m_dir.filePath(QStringLiteral("blocker"));
+        const QString blocked = folderAtFile ? blocker : blocker + QStringLiteral("/library.json");
+        if (folderAtFile)
+            QVERIFY(TestSupport::writeFile(blocker + QStringLiteral("/inside"), "x"));
+        else
+            QVERIFY(TestSupport::writeFile(blocker, "x"));
         Library library{LibraryStore(blocked)};
         QSignalSpy errors(&library, &Library::lastErrorChanged);
         QSignalSpy changes(&library, &Library::dataChanged);
         library.replace(oneTab(QStringLiteral("https://a.ch")));
         QVERIFY(library.lastError().startsWith(QStringLiteral("Speichern fehlgeschlagen: ")));
+        // The system's reason in German, not the file library's English.
+        if (folderAtFile)
+            QCOMPARE(library.lastError(), Library::saveFailedMessage(AtomicFile::describeError(EISDIR)));
         QCOMPARE(library.data().tabs.size(), 1);
         QCOMPARE(errors.count(), 1);
         QCOMPARE(changes.count(), 1);
@@ -154,7 +173,10 @@ private Q_SLOTS:
         library.mutate([](LibraryData &) {});
         QCOMPARE(errors.count(), 1);
         // Once the way is free, the next write clears the message.
-        QVERIFY(QFile::remove(m_dir.filePath(QStringLiteral("blocker"))));
+        if (folderAtFile)
+            QVERIFY(QDir(blocker).removeRecursively());
+        else
+            QVERIFY(QFile::remove(blocker));
         library.mutate([](LibraryData &) {});
         QVERIFY(library.lastError().isEmpty());
         QCOMPARE(errors.count(), 2);

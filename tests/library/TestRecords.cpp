@@ -35,6 +35,11 @@ private Q_SLOTS:
         QTest::newRow("mail link") << "mailto:a@b.ch" << "";
         QTest::newRow("empty") << "" << "";
         QTest::newRow("about") << "about:blank" << "";
+        // As browsers report them, unescaped.
+        QTest::newRow("bar in query") << "https://www.google.com/search?q=a|b" << "google.com";
+        QTest::newRow("braces and blank") << "https://example.org/a b/{x}^`" << "example.org";
+        QTest::newRow("international host") << "https://bücher.de/x" << "xn--bcher-kva.de";
+        QTest::newRow("international host, ASCII form") << "https://XN--BCHER-KVA.de/x" << "xn--bcher-kva.de";
     }
 
     void domainOf()

@@ -113,6 +113,8 @@ void TestMCPServer::protocol_data()
                                   << R"({"id":null,"jsonrpc":"2.0","result":{}})";
     QTest::newRow("ping string id") << R"(  {"jsonrpc":"2.0","id":"a/b","method":"ping"}  )"
                                     << R"({"id":"a/b","jsonrpc":"2.0","result":{}})";
+    QTest::newRow("ping id beyond a double") << R"({"jsonrpc":"2.0","id" : 12345678901234567890 ,"method":"ping"})"
+                                             << R"({"id":12345678901234567890,"jsonrpc":"2.0","result":{}})";
     QTest::newRow("unknown method") << R"({"jsonrpc":"2.0","id":3,"method":"tools/frob"})"
                                     << R"({"error":{"code":-32601,"message":"Method not found: tools/frob"},"id":3,"jsonrpc":"2.0"})";
     QTest::newRow("method missing") << R"({"jsonrpc":"2.0","id":4})"
@@ -176,10 +178,19 @@ void TestMCPServer::toolFailures_data()
     QTest::newRow("search empty query") << "search_tabs" << QJsonObject{{"query", ""}} << "query fehlt";
     QTest::newRow("search number query") << "search_tabs" << QJsonObject{{"query", 4}} << "query fehlt";
     QTest::newRow("get malformed id") << "get_tab" << QJsonObject{{"id", "11111111-zz"}} << "Tab nicht gefunden";
-    QTest::newRow("get unknown id") << "get_tab" << QJsonObject{{"id", QUuid::createUuid().toString()}}
-                                    << "Tab nicht gefunden";
-    QTest::newRow("note unknown id") << "add_note" << QJsonObject{{"id", QUuid::createUuid().toString()}, {"note", "x"}}
-                                     << "id oder note fehlt";
+    QTest::newRow("get unknown id")
+        << "get_tab" << QJsonObject{{"id", QUuid::createUuid().toString(QUuid::WithoutBraces)}} << "Tab nicht gefunden";
+    QTest::newRow("get id with more after it") << "get_tab" << QJsonObject{{"id", tabA + "-extra"}} << "Tab nicht gefunden";
+    QTest::newRow("note id with a digit more") << "add_note" << QJsonObject{{"id", tabA + "0"}, {"note", "x"}}
+                                               << "id oder note fehlt";
+    QTest::newRow("note id with a blank") << "add_note" << QJsonObject{{"id", tabA + " "}, {"note", "x"}}
+                                          << "id oder note fehlt";
+    QTest::newRow("reminder id in braces and more")
+        << "set_reminder" << QJsonObject{{"id", "{" + tabA + "}junk"}, {"iso_date", "2026-10-09T09:00:00+02:00"}}
+        << QStringLiteral("id oder iso_date fehlt oder ungültig");
+    QTest::newRow("note unknown id")
+        << "add_note" << QJsonObject{{"id", QUuid::createUuid().toString(QUuid::WithoutBraces)}, {"note", "x"}}
+        << "id oder note fehlt";
     QTest::newRow("note not string") << "add_note" << QJsonObject{{"id", tabA}, {"note", 3}} << "id oder note fehlt";
     QTest::newRow("reminder bad date") << "set_reminder" << QJsonObject{{"id", tabA}, {"iso_date", "morgen"}}
                                        << QStringLiteral("id oder iso_date fehlt oder ungültig");
@@ -281,7 +292,7 @@ void TestMCPServer::recentTabs_data()
     QTest::newRow("string ignored") << QJsonValue("3") << 8 << 0;
     QTest::newRow("capped at hundred") << QJsonValue(400) << 100 << 0;
     // Days times seconds per day would overflow a 64-bit count.
-    QTest::newRow("largest integer accepted") << QJsonValue(9.0e15) << 100 << 0;
+    QTest::newRow("beyond any count of days") << QJsonValue(1.0e16) << 100 << 0;
 }
 
 void TestMCPServer::recentTabs()
@@ -311,16 +322,17 @@ void TestMCPServer::recentTabs()
 
 void TestMCPServer::searchLimits_data()
 {
-    QTest::addColumn<int>("limit");
+    QTest::addColumn<double>("limit");
     QTest::addColumn<int>("atMost");
-    QTest::newRow("zero gives one") << 0 << 1;
-    QTest::newRow("five hundred gives fifty") << 500 << 50;
-    QTest::newRow("three") << 3 << 3;
+    QTest::newRow("zero gives one") << 0.0 << 1;
+    QTest::newRow("five hundred gives fifty") << 500.0 << 50;
+    QTest::newRow("ten quadrillion gives fifty") << 1.0e16 << 50;
+    QTest::newRow("three") << 3.0 << 3;
 }
 
 void TestMCPServer::searchLimits()
 {
-    QFETCH(int, limit);
+    QFETCH(double, limit);
     QFETCH(int, atMost);
     Fixture f;
     LibraryData data;

@@ -295,7 +295,8 @@ private Q_SLOTS:
 
         QCOMPARE(outcome.stage.kind, Kind::failed);
         QVERIFY(!access.lastError().isEmpty());
-        QCOMPARE(outcome.stage.message, QStringLiteral("Speichern fehlgeschlagen: ") + access.lastError());
+        QCOMPARE(outcome.stage.message, access.lastError());
+        QCOMPARE(outcome.stage.message.count(QStringLiteral("Speichern fehlgeschlagen")), 1);
         QVERIFY(!kindsOf(stages).contains(Kind::closing));
         QVERIFY(bridge.closeRequests().isEmpty());
         QCOMPARE(bridge.windows(), windows);

@@ -49,10 +49,11 @@ private slots:
     void charsetsOverTheWire();
     void decode_data();
     void decode();
-    void headersSentAndNothingKept();
+    void headersSentAndCookiesKept();
     void timeLimits_data();
     void timeLimits();
     void textIsCutToLimit();
+    void unescapedAddressIsFetched();
     void otherSchemesMakeNoRequest_data();
     void otherSchemesMakeNoRequest();
     void unreachablePortGivesEmptyText();
@@ -195,7 +196,7 @@ void TestPageFetcher::decode()
     QCOMPARE(PageFetcher::decode(body, contentType), expected);
 }
 
-void TestPageFetcher::headersSentAndNothingKept()
+void TestPageFetcher::headersSentAndCookiesKept()
 {
     LocalHttpServer server;
     Response withCookie = LocalHttpServer::redirect("/zwei", 302);
@@ -206,16 +207,24 @@ void TestPageFetcher::headersSentAndNothingKept()
     const PageFetcher fetcher(quickOptions());
     QCOMPARE(fetcher.fetchText(server.address(QStringLiteral("/eins"))), QStringLiteral("Zweite Seite"));
     QCOMPARE(fetcher.fetchText(server.address(QStringLiteral("/zwei"))), QStringLiteral("Zweite Seite"));
+    // A new fetcher starts without them.
+    QCOMPARE(PageFetcher(quickOptions()).fetchText(server.address(QStringLiteral("/zwei"))),
+             QStringLiteral("Zweite Seite"));
 
     const QList<LocalHttpServer::Request> log = server.requests();
-    QCOMPARE(log.size(), 3);
+    QCOMPARE(log.size(), 4);
+    // A cookie set on the way reaches the target, and stays for the fetcher's
+    // later pages: sites that send a visitor round to set one show nothing
+    // without it.
+    const QList<QByteArray> cookies{QByteArray(), "sitzung=abc", "sitzung=abc", QByteArray()};
+    for (qsizetype i = 0; i < log.size(); ++i)
+        QCOMPARE(log.at(i).headers.value("cookie"), cookies.at(i));
     for (const LocalHttpServer::Request &r : log) {
         QCOMPARE(r.method, QByteArray("GET"));
         QCOMPARE(r.headers.value("user-agent"),
                  QByteArray("Mozilla/5.0 (Macintosh; Intel Mac OS X 10_15_7) AppleWebKit/605.1.15 "
                             "(KHTML, like Gecko) Version/26.0 Safari/605.1.15"));
         QCOMPARE(r.headers.value("accept-language"), QByteArray("de-CH,de;q=0.9,en;q=0.8"));
-        QVERIFY2(!r.headers.contains("cookie"), r.path.constData());
         QVERIFY(!r.headers.contains("authorization"));
     }
 }
@@ -253,6 +262,14 @@ void TestPageFetcher::textIsCutToLimit()
     PageFetcher::Options options = quickOptions();
     options.limit = 7;
     QCOMPARE(PageFetcher(options).fetchText(server.address(QStringLiteral("/lang"))), QStringLiteral("abcdefg"));
+}
+
+void TestPageFetcher::unescapedAddressIsFetched()
+{
+    LocalHttpServer server;
+    server.route("/search", answer(200, "<p>Gefunden</p>"));
+    const QString text = PageFetcher(quickOptions()).fetchText(server.address(QStringLiteral("/search?q=a|b")));
+    QCOMPARE(text, QStringLiteral("Gefunden"));
 }
 
 void TestPageFetcher::otherSchemesMakeNoRequest_data()
@@ -315,7 +332,7 @@ void TestPageFetcher::inFlightNeverExceedsMaximum_data()
     QTest::newRow("60 pages, six at once") << 60 << 6 << 100 << 6;
     QTest::newRow("12 pages, two at once") << 12 << 2 << 100 << 2;
     // One round only, so the answers wait long enough for all to overlap.
-    QTest::newRow("8 pages, ten allowed") << 8 << 10 << 400 << 8;
+    QTest::newRow("5 pages, ten allowed") << 5 << 10 << 400 << 5;
     QTest::newRow("5 pages, one at a time") << 5 << 1 << 50 << 1;
 }
 

@@ -8,7 +8,8 @@
 #include <mutex>
 #include <utility>
 
-// A first-come, first-served mutex for model requests. A release hands the
+// A first-come, first-served mutex for requests to an outside service (the
+// model server, the connected browsers). A release hands the
 // gate straight to the longest waiting caller, so no newcomer can overtake it.
 // Every caller that acquired must release exactly once.
 class SerialGate
