@@ -1,6 +1,8 @@
+#include <QFile>
 #include <QTest>
 #include <QTimeZone>
 
+#include "DemoData.h"
 #include "Embedder.h"
 #include "SearchIndex.h"
 
@@ -34,6 +36,7 @@ private slots:
     void staleVectorsRecomputed();
     void changedTabNotScoredFromCache();
     void limitAndSearch();
+    void demoRanking();
 };
 
 void TestSearchIndex::keywordScore_data()
@@ -187,6 +190,33 @@ void TestSearchIndex::limitAndSearch()
     QCOMPARE(tabs[0].id, data.tabs[4].id);
     QCOMPARE(tabs[2].id, data.tabs[2].id);
     QVERIFY(index.search(u"velo"_qs, data, 0).isEmpty());
+}
+
+// Hits, scores and order on the demo library, as recorded in demo_ranking.txt
+// (query, address, score; tab separated): a faster scorer must rank alike.
+void TestSearchIndex::demoRanking()
+{
+    QFile file(QStringLiteral(PELLMORA_DEMO_RANKING));
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    const QStringList expected = QString::fromUtf8(file.readAll()).split(u'\n', Qt::SkipEmptyParts);
+    QStringList queries;
+    for (const QString &line : expected) {
+        const QString query = line.section(u'\t', 0, 0);
+        if (!queries.contains(query))
+            queries.append(query);
+    }
+    QVERIFY(queries.size() > 5);
+
+    LibraryData data = DemoData::library(QDateTime(QDate(2026, 5, 4), QTime(9, 0), Qt::UTC));
+    auto embedder = std::make_shared<Embedder>(false);
+    embedder->ensureEmbeddings(data);
+    const SearchIndex index(embedder);
+    QStringList got;
+    for (const QString &query : std::as_const(queries)) {
+        for (const SearchHit &hit : index.hits(query, data, 8))
+            got.append(query + u'\t' + hit.tab.url + u'\t' + QString::number(double(hit.score), 'g', 9));
+    }
+    QVERIFY2(got == expected, qPrintable(got.join(u'\n')));
 }
 
 QTEST_GUILESS_MAIN(TestSearchIndex)
