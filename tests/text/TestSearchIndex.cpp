@@ -67,6 +67,12 @@ void TestSearchIndex::keywordScore_data()
     QTest::newRow("four left is enough") << u"tasse"_qs << u"title"_qs << u"Kaffeetass"_qs << 0.7f;
     QTest::newRow("stop words only") << u"die und the"_qs << u"title"_qs << u"die und the"_qs << 0.0f;
     QTest::newRow("averaged") << u"garten katze"_qs << u"title"_qs << u"Garten"_qs << 0.5f;
+    QTest::newRow("Latin-1 capitals") << u"\u00f6l"_qs << u"title"_qs << u"\u00d6L"_qs << 1.0f;
+    QTest::newRow("quotes outside Latin-1 separate")
+        << u"garten"_qs << u"title"_qs << u"\u201eGarten\u201c"_qs << 1.0f;
+    QTest::newRow("soft hyphen separates") << u"gabe"_qs << u"title"_qs << u"Aus\u00adgabe"_qs << 1.0f;
+    QTest::newRow("combining mark stays in its word")
+        << u"cafe"_qs << u"title"_qs << u"Cafe\u0301 Bar"_qs << 0.0f;
     QTest::newRow("title wins over text") << u"garten"_qs << u"title"_qs << u"garten"_qs << 1.0f;
 }
 
@@ -210,13 +216,18 @@ void TestSearchIndex::demoRanking()
     LibraryData data = DemoData::library(QDateTime(QDate(2026, 5, 4), QTime(9, 0), Qt::UTC));
     auto embedder = std::make_shared<Embedder>(false);
     embedder->ensureEmbeddings(data);
-    const SearchIndex index(embedder);
-    QStringList got;
-    for (const QString &query : std::as_const(queries)) {
-        for (const SearchHit &hit : index.hits(query, data, 8))
-            got.append(query + u'\t' + hit.tab.url + u'\t' + QString::number(double(hit.score), 'g', 9));
+    // Each query once as the first search of an index and once after others.
+    const SearchIndex shared(embedder);
+    shared.hits(u"desk"_qs, data, 1);
+    for (const bool first : {true, false}) {
+        QStringList got;
+        for (const QString &query : std::as_const(queries)) {
+            const SearchIndex index = first ? SearchIndex(embedder) : shared;
+            for (const SearchHit &hit : index.hits(query, data, 8))
+                got.append(query + u'\t' + hit.tab.url + u'\t' + QString::number(double(hit.score), 'g', 9));
+        }
+        QVERIFY2(got == expected, qPrintable(got.join(u'\n')));
     }
-    QVERIFY2(got == expected, qPrintable(got.join(u'\n')));
 }
 
 QTEST_GUILESS_MAIN(TestSearchIndex)
