@@ -15,6 +15,10 @@
 #include <string_view>
 #include <vector>
 
+#ifdef Q_OS_LINUX
+#include <sys/mman.h>
+#endif
+
 // A hand-written streaming reader and writer: libraries of many thousand
 // tabs with page texts and vectors must load and save without a visible
 // pause, and a DOM in between would double the work and the memory.
@@ -639,8 +643,32 @@ private:
         }
     }
 
+public:
+    // For bytes mapped from a file: the pages already read are given back
+    // every few megabytes, so that the file and the decoded library are
+    // never both resident whole. Reading them again would map them again.
+    void releaseWhileReading() { m_released = m_p; }
+
+    void releaseRead()
+    {
+        if (!m_released || m_p - m_released < releaseStep)
+            return;
+#ifdef Q_OS_LINUX
+        const auto page = std::uintptr_t(4096);
+        const auto from = (reinterpret_cast<std::uintptr_t>(m_released) + page - 1) & ~(page - 1);
+        const auto to = reinterpret_cast<std::uintptr_t>(m_p) & ~(page - 1);
+        if (to > from)
+            madvise(reinterpret_cast<void *>(from), to - from, MADV_DONTNEED);
+#endif
+        m_released = m_p;
+    }
+
+private:
+    static constexpr std::ptrdiff_t releaseStep = 4 << 20;
+
     const char *m_p;
     const char *m_end;
+    const char *m_released = nullptr;
     std::string m_scratch;
     std::string m_key;
     std::vector<float> m_floats;
@@ -834,6 +862,7 @@ QHash<QString, Vector> readEmbeddings(Reader &r)
     r.object([&](std::string_view k) {
         const QString key = QString::fromUtf8(k.data(), qsizetype(k.size()));
         map.insert(key, r.reals());
+        r.releaseRead();
     });
     return map;
 }
@@ -847,7 +876,12 @@ LibraryData readLibrary(Reader &r, const QDateTime &now)
         if (k == "version"sv) {
             data.version = r.integer();
         } else if (k == "tabs"sv) {
-            r.array([&] { data.tabs.append(readTab(r, now)); });
+            // Every tab has its vector, listed before the tabs.
+            data.tabs.reserve(data.embeddings.size());
+            r.array([&] {
+                data.tabs.append(readTab(r, now));
+                r.releaseRead();
+            });
         } else if (k == "windows"sv) {
             r.array([&] { data.windows.append(readWindow(r)); });
         } else if (k == "topics"sv) {
@@ -875,10 +909,12 @@ class Writer
 {
 public:
     // Writes through a raw cursor into one buffer that grows by doubling;
-    // QByteArray::append per byte costs more than the work itself.
-    explicit Writer(qsizetype estimate)
+    // QByteArray::append per byte costs more than the work itself. With a
+    // device, a full buffer is written out instead of growing: a library of
+    // many megabytes never lies in memory twice.
+    explicit Writer(qsizetype estimate, QIODevice *device = nullptr) : sink(device)
     {
-        out.resize(std::max<qsizetype>(estimate, 256));
+        out.resize(device ? flushSize : std::max<qsizetype>(estimate, 256));
         cur = out.data();
         cap = cur + out.size();
     }
@@ -889,11 +925,26 @@ public:
         return std::move(out);
     }
 
+    // Writes what is left to the device; false when a write failed.
+    bool flush()
+    {
+        const qsizetype used = cur - out.data();
+        if (sink && used > 0 && sink->write(out.constData(), used) != used)
+            failed = true;
+        cur = out.data();
+        return !failed;
+    }
+
     // Room for `n` more bytes.
     void room(qsizetype n)
     {
         if (cap - cur >= n)
             return;
+        if (sink) {
+            flush();
+            if (cap - cur >= n)
+                return;
+        }
         const qsizetype used = cur - out.data();
         out.resize(std::max(out.size() * 2, used + n));
         cur = out.data() + used;
@@ -1043,6 +1094,10 @@ public:
     }
 
 private:
+    static constexpr qsizetype flushSize = 1 << 20;
+
+    QIODevice *sink = nullptr;
+    bool failed = false;
     QByteArray out;
     char *cur = nullptr;
     char *cap = nullptr;
@@ -1152,31 +1207,8 @@ void writeArray(Writer &w, const QList<T> &items, F &&write)
     w.ch(']');
 }
 
-} // namespace
-
-namespace LibraryCodec {
-
-Result<LibraryData> decode(const QByteArray &json, const QDateTime &now)
+Status writeLibrary(Writer &w, const LibraryData &data)
 {
-    Reader r(json.constData(), json.constData() + json.size());
-    try {
-        LibraryData data = readLibrary(r, now);
-        if (!r.atEnd())
-            r.fail(QStringLiteral("Zeichen nach dem Ende"));
-        return data;
-    } catch (const DecodeFailure &failure) {
-        return Result<LibraryData>::failure(failure.reason);
-    }
-}
-
-Result<QByteArray> encode(const LibraryData &data)
-{
-    qsizetype estimate = 256;
-    for (const SavedTab &t : data.tabs)
-        estimate += 400 + (t.text.size() + t.summary.size() + t.title.size() + t.url.size()) * 11 / 10;
-    if (!data.embeddings.isEmpty())
-        estimate += data.embeddings.size() * (50 + data.embeddings.cbegin()->size() * 13);
-    Writer w(estimate);
 
     w.ch('{');
     w.key("context"sv, true);
@@ -1207,8 +1239,7 @@ Result<QByteArray> encode(const LibraryData &data)
         w.ch(':');
         const Vector &v = *entries[i].second;
         if (!w.reals(v))
-            return Result<QByteArray>::failure(
-                QStringLiteral("Ein Textvektor enthält einen ungültigen Zahlenwert."));
+            return Status::failure(QStringLiteral("Ein Textvektor enthält einen ungültigen Zahlenwert."));
     }
     w.ch('}');
     w.key("hints"sv);
@@ -1228,7 +1259,60 @@ Result<QByteArray> encode(const LibraryData &data)
     w.key("windows"sv);
     writeArray(w, data.windows, writeWindow);
     w.ch('}');
+    return Done{};
+}
+
+Result<LibraryData> decodeReader(Reader &&r, const QDateTime &now)
+{
+    try {
+        LibraryData data = readLibrary(r, now);
+        if (!r.atEnd())
+            r.fail(QStringLiteral("Zeichen nach dem Ende"));
+        return data;
+    } catch (const DecodeFailure &failure) {
+        return Result<LibraryData>::failure(failure.reason);
+    }
+}
+
+} // namespace
+
+namespace LibraryCodec {
+
+Result<LibraryData> decode(const QByteArray &json, const QDateTime &now)
+{
+    return decodeReader(Reader(json.constData(), json.constData() + json.size()), now);
+}
+
+Result<LibraryData> decodeMapped(const char *bytes, qsizetype size, const QDateTime &now)
+{
+    Reader r(bytes, bytes + size);
+    r.releaseWhileReading();
+    return decodeReader(std::move(r), now);
+}
+
+Result<QByteArray> encode(const LibraryData &data)
+{
+    qsizetype estimate = 256;
+    for (const SavedTab &t : data.tabs)
+        estimate += 400 + (t.text.size() + t.summary.size() + t.title.size() + t.url.size()) * 11 / 10;
+    if (!data.embeddings.isEmpty())
+        estimate += data.embeddings.size() * (50 + data.embeddings.cbegin()->size() * 13);
+    Writer w(estimate);
+    const Status written = writeLibrary(w, data);
+    if (!written)
+        return Result<QByteArray>::failure(written.error());
     return w.finish();
+}
+
+Status encodeTo(const LibraryData &data, QIODevice &device)
+{
+    Writer w(0, &device);
+    const Status written = writeLibrary(w, data);
+    if (!written)
+        return written;
+    if (!w.flush())
+        return Status::failure(device.errorString());
+    return Done{};
 }
 
 } // namespace LibraryCodec

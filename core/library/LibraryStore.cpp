@@ -116,21 +116,18 @@ LibraryData LibraryStore::load() const
         return LibraryData{};
     // Decoded straight from the page cache: a copy would first have to touch
     // as many fresh pages as the file has, which costs more than the reading.
-    QByteArray bytes;
     const qint64 size = file.size();
-    if (uchar *mapped = size > 0 ? file.map(0, size) : nullptr) {
+    uchar *pages = size > 0 ? file.map(0, size) : nullptr;
 #ifdef Q_OS_LINUX
-        ::madvise(mapped, size_t(size), MADV_WILLNEED);
+    if (pages)
+        ::madvise(pages, size_t(size), MADV_WILLNEED);
 #endif
-        bytes = QByteArray::fromRawData(reinterpret_cast<const char *>(mapped), qsizetype(size));
-    } else {
-        bytes = file.readAll();
-    }
+    const QByteArray bytes = pages ? QByteArray() : file.readAll();
     const QDateTime now = Clock::system().now();
     // The decoded library takes about as much memory as the file.
     const HeapReserve reserve(size + size / 2);
-    auto decoded = LibraryCodec::decode(bytes, now);
-    bytes.clear();
+    auto decoded = pages ? LibraryCodec::decodeMapped(reinterpret_cast<const char *>(pages), qsizetype(size), now)
+                         : LibraryCodec::decode(bytes, now);
     file.close(); // also unmaps
     if (decoded)
         return std::move(decoded).value();
@@ -153,19 +150,16 @@ Status LibraryStore::save(const LibraryData &data) const
     if (!QDir().mkpath(info.absolutePath()))
         return fail(QStringLiteral("Der Ordner %1 kann nicht angelegt werden.")
                         .arg(info.absolutePath()));
-    const auto bytes = LibraryCodec::encode(data);
-    if (!bytes)
-        return fail(bytes.error());
     // A failed backup must not stop the user's change from being saved.
     LibraryBackups(m_filePath).backUpBeforeWrite();
     FolderLock lock(info.absolutePath());
     QSaveFile file(m_filePath);
     if (!file.open(QIODevice::WriteOnly))
         return fail(file.errorString());
-    if (file.write(*bytes) != bytes->size()) {
-        const QString reason = file.errorString();
+    // Written as it is encoded: the bytes are never in memory whole.
+    if (const Status written = LibraryCodec::encodeTo(data, file); !written) {
         file.cancelWriting();
-        return fail(reason);
+        return fail(written.error());
     }
     if (!file.commit())
         return fail(file.errorString());
