@@ -1,5 +1,6 @@
 #include "LibraryCodec.h"
 
+#include <QBuffer>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -247,6 +248,14 @@ private Q_SLOTS:
         QCOMPARE(*back, original);
         // Stable: writing again gives the same bytes.
         QCOMPARE(*LibraryCodec::encode(*back), *bytes);
+        // Streamed a megabyte at a time, the same bytes, also around a text
+        // larger than that.
+        LibraryData big = original;
+        big.tabs[0].text = QString(700000, u'\u00fc');
+        QBuffer device;
+        QVERIFY(device.open(QIODevice::WriteOnly));
+        QVERIFY(LibraryCodec::encodeTo(big, device).ok());
+        QCOMPARE(device.data(), *LibraryCodec::encode(big));
     }
 
     void floatsReadBackExactly_data()
