@@ -351,15 +351,13 @@ public:
 
     float real()
     {
-        if (m_p == m_end || (*m_p != '-' && unsigned(*m_p - '0') >= 10))
-            ws(); // rare: the writer puts no blanks before a number
+        const Number n = number();
         float f = 0;
-        const FloatText::ReadResult r = FloatText::read(m_p, m_end, f);
-        if (r.status == FloatText::ReadStatus::notANumber)
-            fail(QStringLiteral("Zahl erwartet"));
-        if (r.status == FloatText::ReadStatus::outOfRange)
+        const auto [end, error] = std::from_chars(n.begin, n.end, f);
+        if (error == std::errc::result_out_of_range)
             fail(QStringLiteral("Zahl ausserhalb des Bereichs"));
-        m_p = r.end;
+        if (error != std::errc() || end != n.end)
+            fail(QStringLiteral("Zahl erwartet"));
         return f;
     }
 
