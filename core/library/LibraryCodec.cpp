@@ -351,13 +351,27 @@ public:
 
     float real()
     {
-        const Number n = number();
+        if (m_p == m_end || (*m_p != '-' && unsigned(*m_p - '0') >= 10))
+            ws(); // rare: the writer puts no blanks before a number
+        const char *begin = m_p;
         float f = 0;
-        const auto [end, error] = std::from_chars(n.begin, n.end, f);
+        const auto [end, error] = std::from_chars(begin, m_end, f);
+        // JSON allows less than from_chars: a digit right after the sign, no
+        // leading zeros and a digit on both sides of a point. Checked on the
+        // number read instead of walking it twice.
+        const char *digits = begin + (begin < m_end && *begin == '-');
+        const auto digit = [&](const char *p) { return p < end && unsigned(*p - '0') < 10; };
+        bool json = error != std::errc::invalid_argument && digit(digits)
+            && !(*digits == '0' && digit(digits + 1));
+        if (json) {
+            const auto *point = static_cast<const char *>(std::memchr(digits, '.', size_t(end - digits)));
+            json = !point || digit(point + 1);
+        }
+        if (!json)
+            fail(QStringLiteral("Zahl erwartet"));
         if (error == std::errc::result_out_of_range)
             fail(QStringLiteral("Zahl ausserhalb des Bereichs"));
-        if (error != std::errc() || end != n.end)
-            fail(QStringLiteral("Zahl erwartet"));
+        m_p = end;
         return f;
     }
 

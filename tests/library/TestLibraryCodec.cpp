@@ -208,6 +208,11 @@ private Q_SLOTS:
             + "\",\"savedAt\":\"2026-11-16T19:31:05Z\",\"title\":null,\"tabIds\":[]}]}");
         QTest::newRow("vector with string") << QByteArray("{\"embeddings\":{\"a\":[1,\"2\"]}}");
         QTest::newRow("vector overflow") << QByteArray("{\"embeddings\":{\"a\":[1e50]}}");
+        // Forms std::from_chars reads but JSON does not have.
+        QTest::newRow("vector leading zero") << QByteArray("{\"embeddings\":{\"a\":[0.5,01]}}");
+        QTest::newRow("vector point without digits") << QByteArray("{\"embeddings\":{\"a\":[1.e3]}}");
+        QTest::newRow("vector fraction without digit") << QByteArray("{\"embeddings\":{\"a\":[-.5]}}");
+        QTest::newRow("vector infinity") << QByteArray("{\"embeddings\":{\"a\":[-inf]}}");
         QTest::newRow("vector with a trailing comma") << QByteArray("{\"embeddings\":{\"a\":[1,]}}");
         QTest::newRow("vector without a comma") << QByteArray("{\"embeddings\":{\"a\":[1 2]}}");
         QTest::newRow("vector starting with a comma") << QByteArray("{\"embeddings\":{\"a\":[,1]}}");
