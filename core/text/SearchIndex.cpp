@@ -8,6 +8,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "Embedder.h"
@@ -550,12 +551,26 @@ QList<SearchHit> SearchIndex::hits(const QString &query, const LibraryData &data
         if (!m_cache->searched && stems.size() <= QueryMatcher::most) {
             m_cache->searched = true;
             const QueryMatcher matcher(stems);
-            for (qsizetype i = 0; i < data.tabs.size(); ++i) {
-                const SavedTab &tab = data.tabs[i];
-                const float total =
-                    semanticScore(i, idText(tab.id)) + coldScore(matcher, terms, tab) * keywordWeight;
-                if (total > threshold)
-                    scored.push_back({i, total});
+            const auto scoreRange = [&](qsizetype from, qsizetype to, std::vector<Scored> &out) {
+                for (qsizetype i = from; i < to; ++i) {
+                    const SavedTab &tab = data.tabs[i];
+                    const float total =
+                        semanticScore(i, idText(tab.id)) + coldScore(matcher, terms, tab) * keywordWeight;
+                    if (total > threshold)
+                        out.push_back({i, total});
+                }
+            };
+            // Nothing here writes shared state: a big library is scored in
+            // two halves at once, the first half's hits kept first.
+            const qsizetype count = data.tabs.size();
+            if (count >= 2000 && std::thread::hardware_concurrency() > 1) {
+                std::vector<Scored> second;
+                std::thread helper(scoreRange, count / 2, count, std::ref(second));
+                scoreRange(0, count / 2, scored);
+                helper.join();
+                scored.insert(scored.end(), second.begin(), second.end());
+            } else {
+                scoreRange(0, count, scored);
             }
         } else {
             m_cache->searched = true;
