@@ -17,12 +17,6 @@
 // comparison with the interval's bounds (checked against std::to_chars on
 // every float by bench/library/VerifyFloatText). The digits then go out in
 // the form std::to_chars chooses.
-//
-// Reading: Clinger's fast path through a double, which is nearly exact
-// whenever the digits fit in 53 bits and the power of ten (or its
-// reciprocal) is close; rounding that double to float is then exact unless
-// it lies next to the midpoint between two floats, which goes to
-// std::from_chars like every other unusual number.
 
 namespace {
 
@@ -234,60 +228,6 @@ Decimal shortest(std::uint64_t c, int q)
     return {one ^ ((one ^ ten) & mask), k + int(useTen)};
 }
 
-// Whether the eight bytes of w are all ASCII digits.
-bool eightDigits(std::uint64_t w)
-{
-    return (((w + 0x4646464646464646) | (w - 0x3030303030303030)) & 0x8080808080808080) == 0;
-}
-
-// The number eight ASCII digits in reading order stand for: pairs, then
-// quadruples, combined in all lanes at once.
-std::uint32_t valueOfEightDigits(std::uint64_t w)
-{
-    w -= 0x3030303030303030;
-    w = w * 10 + (w >> 8);
-    w = ((w & 0x000000FF000000FF) * (100 + (1000000ULL << 32))
-         + ((w >> 16) & 0x000000FF000000FF) * (1 + (10000ULL << 32)))
-        >> 32;
-    return std::uint32_t(w);
-}
-
-// How many ASCII digits the eight bytes of w (in reading order) begin with.
-// A borrow or carry only spreads from a byte that is no digit to the bytes
-// after it, so the first mark is always right.
-int leadingDigits(std::uint64_t w)
-{
-    const std::uint64_t marks = ((w + 0x4646464646464646) | (w - 0x3030303030303030)) & 0x8080808080808080;
-    return marks == 0 ? 8 : std::countr_zero(marks) / 8;
-}
-
-// The number the first n (0…8) bytes of w stand for, all of them digits:
-// shifted to the end of the word behind '0' bytes, without jumps.
-std::uint32_t valueOfDigits(std::uint64_t w, int n)
-{
-    const int shift = 8 * (8 - n);
-    const std::uint64_t keep = shift >= 64 ? 0 : ~std::uint64_t(0) << shift;
-    return valueOfEightDigits(((w << (shift & 63)) & keep) | (0x3030303030303030 & ~keep));
-}
-
-// The float closest to d, when d is close enough to the decimal value that
-// it cannot lie on the other side of a midpoint between two floats: within
-// half a unit of its last place (margin 0), or a few units (margin 4).
-bool toFloat(double d, std::uint64_t margin, bool negative, float &out)
-{
-    if (!(d >= double(std::numeric_limits<float>::min()) && d <= double(std::numeric_limits<float>::max())))
-        return false;
-    // The 29 bits a double has beyond a normal float: near one half there,
-    // the error could move the value across the midpoint between two floats
-    // (or make up a tie).
-    const std::uint64_t beyond = std::bit_cast<std::uint64_t>(d) & 0x1FFFFFFF;
-    if (beyond + margin - 0x10000000 <= 2 * margin)
-        return false;
-    const float f = float(d);
-    out = negative ? -f : f;
-    return true;
-}
-
 // What the text of a finite float is made of.
 struct TextParts
 {
@@ -363,100 +303,6 @@ char *writeList(char *out, const float *begin, const float *end)
         }
     }
     return begin == end ? out : out - 1;
-}
-
-ReadResult read(const char *begin, const char *end, float &out)
-{
-    const char *p = begin;
-    auto digit = [&] { return p < end && unsigned(*p - '0') < 10; };
-    const bool negative = p < end && *p == '-';
-    if (negative)
-        ++p;
-    if (!digit())
-        return {p, ReadStatus::notANumber};
-
-    // The values of text vectors: "0." and up to fifteen digits, counted and
-    // converted sixteen bytes at a time, since a loop over a varying number
-    // of digits would jump the wrong way for nearly every number.
-    if (end - p >= 19 && p[0] == '0' && p[1] == '.') {
-        std::uint64_t w0, w1;
-        std::memcpy(&w0, p + 2, 8);
-        std::memcpy(&w1, p + 10, 8);
-        const int n0 = leadingDigits(w0);
-        const int n1 = n0 == 8 ? leadingDigits(w1) : 0;
-        const int n = n0 + n1;
-        const char next = p[2 + n];
-        if (n > 0 && n < 16 && next != 'e' && next != 'E') {
-            const std::uint64_t m = std::uint64_t(valueOfDigits(w0, n0)) * kPow10u[std::size_t(n1)]
-                + valueOfDigits(w1, n1);
-            if (toFloat(double(std::int64_t(m)) * kInversePow10[std::size_t(n)], 4, negative, out))
-                return {p + 2 + n, ReadStatus::ok};
-        }
-    }
-
-    // All digits go into the mantissa, leading zeros of a fraction too;
-    // beyond 19 of them it may wrap, and only the slow path reads it.
-    std::uint64_t mantissa = 0;
-    int digits = 0;
-    int exponent = 0;
-    if (*p == '0') {
-        ++p;
-    } else {
-        const char *first = p;
-        while (digit())
-            mantissa = mantissa * 10 + unsigned(*p++ - '0');
-        digits = int(p - first);
-    }
-    if (p < end && *p == '.') {
-        ++p;
-        if (!digit())
-            return {p, ReadStatus::notANumber};
-        const char *first = p;
-        std::uint64_t w;
-        while (end - p >= 8 && (std::memcpy(&w, p, 8), eightDigits(w))) {
-            mantissa = mantissa * 100000000 + valueOfEightDigits(w);
-            p += 8;
-        }
-        while (digit())
-            mantissa = mantissa * 10 + unsigned(*p++ - '0');
-        digits += int(p - first);
-        exponent = -int(p - first);
-    }
-    if (p < end && (*p == 'e' || *p == 'E')) {
-        ++p;
-        bool negativeExponent = false;
-        if (p < end && (*p == '+' || *p == '-'))
-            negativeExponent = *p++ == '-';
-        if (!digit())
-            return {p, ReadStatus::notANumber};
-        int e = 0;
-        while (digit()) {
-            if (e < 100000)
-                e = e * 10 + (*p - '0');
-            ++p;
-        }
-        exponent += negativeExponent ? -e : e;
-    }
-
-    if (digits <= 19 && mantissa == 0) {
-        out = negative ? -0.0f : 0.0f;
-        return {p, ReadStatus::ok};
-    }
-    if (digits <= 19 && mantissa <= (std::uint64_t(1) << 53) && exponent >= -22 && exponent <= 22) {
-        // Through a double: times an exact power of ten it is off by at
-        // most half a unit; times the rounded reciprocal (a division would
-        // cost more than all the rest) by at most about one and a bit.
-        const double w = double(std::int64_t(mantissa));
-        if (exponent < 0 ? toFloat(w * kInversePow10[std::size_t(-exponent)], 4, negative, out)
-                         : toFloat(w * kExactPow10[std::size_t(exponent)], 0, negative, out))
-            return {p, ReadStatus::ok};
-    }
-    float f = 0;
-    const auto [ptr, ec] = std::from_chars(begin, p, f);
-    if (ec != std::errc() || ptr != p)
-        return {p, ReadStatus::outOfRange};
-    out = f;
-    return {p, ReadStatus::ok};
 }
 
 } // namespace FloatText

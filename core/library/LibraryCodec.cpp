@@ -16,6 +16,10 @@
 #include <string_view>
 #include <vector>
 
+#ifdef Q_OS_LINUX
+#include <sys/mman.h>
+#endif
+
 // A hand-written streaming reader and writer: libraries of many thousand
 // tabs with page texts and vectors must load and save without a visible
 // pause, and a DOM in between would double the work and the memory.
@@ -296,13 +300,25 @@ public:
     {
         if (m_p == m_end || (*m_p != '-' && unsigned(*m_p - '0') >= 10))
             ws(); // rare: the writer puts no blanks before a number
+        const char *begin = m_p;
         float f = 0;
-        const FloatText::ReadResult r = FloatText::read(m_p, m_end, f);
-        if (r.status == FloatText::ReadStatus::notANumber)
+        const auto [end, error] = std::from_chars(begin, m_end, f);
+        // JSON allows less than from_chars: a digit right after the sign, no
+        // leading zeros and a digit on both sides of a point. Checked on the
+        // number read instead of walking it twice.
+        const char *digits = begin + (begin < m_end && *begin == '-');
+        const auto digit = [&](const char *p) { return p < end && unsigned(*p - '0') < 10; };
+        bool json = error != std::errc::invalid_argument && digit(digits)
+            && !(*digits == '0' && digit(digits + 1));
+        if (json) {
+            const auto *point = static_cast<const char *>(std::memchr(digits, '.', size_t(end - digits)));
+            json = !point || digit(point + 1);
+        }
+        if (!json)
             fail(QStringLiteral("Zahl erwartet"));
-        if (r.status == FloatText::ReadStatus::outOfRange)
+        if (error == std::errc::result_out_of_range)
             fail(QStringLiteral("Zahl ausserhalb des Bereichs"));
-        m_p = r.end;
+        m_p = end;
         return f;
     }
 
@@ -586,8 +602,32 @@ private:
         }
     }
 
+public:
+    // For bytes mapped from a file: the pages already read are given back
+    // every few megabytes, so that the file and the decoded library are
+    // never both resident whole. Reading them again would map them again.
+    void releaseWhileReading() { m_released = m_p; }
+
+    void releaseRead()
+    {
+        if (!m_released || m_p - m_released < releaseStep)
+            return;
+#ifdef Q_OS_LINUX
+        const auto page = std::uintptr_t(4096);
+        const auto from = (reinterpret_cast<std::uintptr_t>(m_released) + page - 1) & ~(page - 1);
+        const auto to = reinterpret_cast<std::uintptr_t>(m_p) & ~(page - 1);
+        if (to > from)
+            madvise(reinterpret_cast<void *>(from), to - from, MADV_DONTNEED);
+#endif
+        m_released = m_p;
+    }
+
+private:
+    static constexpr std::ptrdiff_t releaseStep = 4 << 20;
+
     const char *m_p;
     const char *m_end;
+    const char *m_released = nullptr;
     std::string m_scratch;
     std::string m_key;
     std::vector<float> m_floats;
@@ -781,6 +821,7 @@ QHash<QString, Vector> readEmbeddings(Reader &r)
     r.object([&](std::string_view k) {
         const QString key = QString::fromUtf8(k.data(), qsizetype(k.size()));
         map.insert(key, r.reals());
+        r.releaseRead();
     });
     return map;
 }
@@ -794,7 +835,12 @@ LibraryData readLibrary(Reader &r, const QDateTime &now)
         if (k == "version"sv) {
             data.version = r.integer();
         } else if (k == "tabs"sv) {
-            r.array([&] { data.tabs.append(readTab(r, now)); });
+            // Every tab has its vector, listed before the tabs.
+            data.tabs.reserve(data.embeddings.size());
+            r.array([&] {
+                data.tabs.append(readTab(r, now));
+                r.releaseRead();
+            });
         } else if (k == "windows"sv) {
             r.array([&] { data.windows.append(readWindow(r)); });
         } else if (k == "topics"sv) {
@@ -822,10 +868,12 @@ class Writer
 {
 public:
     // Writes through a raw cursor into one buffer that grows by doubling;
-    // QByteArray::append per byte costs more than the work itself.
-    explicit Writer(qsizetype estimate)
+    // QByteArray::append per byte costs more than the work itself. With a
+    // device, a full buffer is written out instead of growing: a library of
+    // many megabytes never lies in memory twice.
+    explicit Writer(qsizetype estimate, const LibraryCodec::ByteSink *byteSink = nullptr) : sink(byteSink)
     {
-        out.resize(std::max<qsizetype>(estimate, 256));
+        out.resize(byteSink ? flushSize : std::max<qsizetype>(estimate, 256));
         cur = out.data();
         cap = cur + out.size();
     }
@@ -836,11 +884,26 @@ public:
         return std::move(out);
     }
 
+    // Writes what is left to the device; false when a write failed.
+    bool flush()
+    {
+        const qsizetype used = cur - out.data();
+        if (sink && used > 0 && !(*sink)(out.constData(), used))
+            failed = true;
+        cur = out.data();
+        return !failed;
+    }
+
     // Room for `n` more bytes.
     void room(qsizetype n)
     {
         if (cap - cur >= n)
             return;
+        if (sink) {
+            flush();
+            if (cap - cur >= n)
+                return;
+        }
         const qsizetype used = cur - out.data();
         out.resize(std::max(out.size() * 2, used + n));
         cur = out.data() + used;
@@ -990,6 +1053,10 @@ public:
     }
 
 private:
+    static constexpr qsizetype flushSize = 1 << 20;
+
+    const LibraryCodec::ByteSink *sink = nullptr;
+    bool failed = false;
     QByteArray out;
     char *cur = nullptr;
     char *cap = nullptr;
@@ -1099,31 +1166,8 @@ void writeArray(Writer &w, const QList<T> &items, F &&write)
     w.ch(']');
 }
 
-} // namespace
-
-namespace LibraryCodec {
-
-Result<LibraryData> decode(const QByteArray &json, const QDateTime &now)
+Status writeLibrary(Writer &w, const LibraryData &data)
 {
-    Reader r(json.constData(), json.constData() + json.size());
-    try {
-        LibraryData data = readLibrary(r, now);
-        if (!r.atEnd())
-            r.fail(QStringLiteral("Zeichen nach dem Ende"));
-        return data;
-    } catch (const DecodeFailure &failure) {
-        return Result<LibraryData>::failure(failure.reason);
-    }
-}
-
-Result<QByteArray> encode(const LibraryData &data)
-{
-    qsizetype estimate = 256;
-    for (const SavedTab &t : data.tabs)
-        estimate += 400 + (t.text.size() + t.summary.size() + t.title.size() + t.url.size()) * 11 / 10;
-    if (!data.embeddings.isEmpty())
-        estimate += data.embeddings.size() * (50 + data.embeddings.cbegin()->size() * 13);
-    Writer w(estimate);
 
     w.ch('{');
     w.key("context"sv, true);
@@ -1154,8 +1198,7 @@ Result<QByteArray> encode(const LibraryData &data)
         w.ch(':');
         const Vector &v = *entries[i].second;
         if (!w.reals(v))
-            return Result<QByteArray>::failure(
-                QStringLiteral("Ein Textvektor enthält einen ungültigen Zahlenwert."));
+            return Status::failure(QStringLiteral("Ein Textvektor enthält einen ungültigen Zahlenwert."));
     }
     w.ch('}');
     w.key("hints"sv);
@@ -1175,7 +1218,60 @@ Result<QByteArray> encode(const LibraryData &data)
     w.key("windows"sv);
     writeArray(w, data.windows, writeWindow);
     w.ch('}');
+    return Done{};
+}
+
+Result<LibraryData> decodeReader(Reader &&r, const QDateTime &now)
+{
+    try {
+        LibraryData data = readLibrary(r, now);
+        if (!r.atEnd())
+            r.fail(QStringLiteral("Zeichen nach dem Ende"));
+        return data;
+    } catch (const DecodeFailure &failure) {
+        return Result<LibraryData>::failure(failure.reason);
+    }
+}
+
+} // namespace
+
+namespace LibraryCodec {
+
+Result<LibraryData> decode(const QByteArray &json, const QDateTime &now)
+{
+    return decodeReader(Reader(json.constData(), json.constData() + json.size()), now);
+}
+
+Result<LibraryData> decodeMapped(const char *bytes, qsizetype size, const QDateTime &now)
+{
+    Reader r(bytes, bytes + size);
+    r.releaseWhileReading();
+    return decodeReader(std::move(r), now);
+}
+
+Result<QByteArray> encode(const LibraryData &data)
+{
+    qsizetype estimate = 256;
+    for (const SavedTab &t : data.tabs)
+        estimate += 400 + (t.text.size() + t.summary.size() + t.title.size() + t.url.size()) * 11 / 10;
+    if (!data.embeddings.isEmpty())
+        estimate += data.embeddings.size() * (50 + data.embeddings.cbegin()->size() * 13);
+    Writer w(estimate);
+    const Status written = writeLibrary(w, data);
+    if (!written)
+        return Result<QByteArray>::failure(written.error());
     return w.finish();
+}
+
+Status encodeTo(const LibraryData &data, const ByteSink &sink)
+{
+    Writer w(0, &sink);
+    const Status written = writeLibrary(w, data);
+    if (!written)
+        return written;
+    if (!w.flush())
+        return Status::failure(QStringLiteral("Die Bibliothek konnte nicht geschrieben werden."));
+    return Done{};
 }
 
 } // namespace LibraryCodec

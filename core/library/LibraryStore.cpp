@@ -2,6 +2,7 @@
 
 #include "AtomicFile.h"
 #include "Clock.h"
+#include "HeapReserve.h"
 #include "LibraryBackups.h"
 #include "LibraryCodec.h"
 
@@ -13,6 +14,7 @@
 #ifdef Q_OS_UNIX
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/mman.h>
 #include <unistd.h>
 #endif
 
@@ -109,10 +111,21 @@ LibraryData LibraryStore::load() const
     QFile file(m_filePath);
     if (!file.open(QIODevice::ReadOnly))
         return LibraryData{};
-    const QByteArray bytes = file.readAll();
-    file.close();
+    // Decoded straight from the page cache: a copy would first have to touch
+    // as many fresh pages as the file has, which costs more than the reading.
+    const qint64 size = file.size();
+    uchar *pages = size > 0 ? file.map(0, size) : nullptr;
+#ifdef Q_OS_LINUX
+    if (pages)
+        ::madvise(pages, size_t(size), MADV_WILLNEED);
+#endif
+    const QByteArray bytes = pages ? QByteArray() : file.readAll();
     const QDateTime now = Clock::system().now();
-    auto decoded = LibraryCodec::decode(bytes, now);
+    // The decoded library takes about as much memory as the file.
+    const HeapReserve reserve(size + size / 2);
+    auto decoded = pages ? LibraryCodec::decodeMapped(reinterpret_cast<const char *>(pages), qsizetype(size), now)
+                         : LibraryCodec::decode(bytes, now);
+    file.close(); // also unmaps
     if (decoded)
         return std::move(decoded).value();
 
@@ -132,17 +145,21 @@ Status LibraryStore::save(const LibraryData &data) const
     if (!QDir().mkpath(info.absolutePath()))
         return fail(QStringLiteral("Der Ordner %1 kann nicht angelegt werden.")
                         .arg(info.absolutePath()));
-    const auto bytes = LibraryCodec::encode(data);
-    if (!bytes)
-        return fail(bytes.error());
     // A failed backup must not stop the user's change from being saved.
     LibraryBackups(m_filePath).backUpBeforeWrite();
     FolderLock lock(info.absolutePath());
     AtomicFile file(m_filePath);
     if (!file.open())
         return fail(file.errorString());
-    if (file.write(*bytes) != bytes->size()) {
-        const QString reason = file.errorString();
+    // Written as it is encoded: the bytes are never in memory whole.
+    bool writeFailed = false;
+    const Status written = LibraryCodec::encodeTo(data, [&](const char *bytes, qsizetype size) {
+        writeFailed = file.write(bytes, size) != size;
+        return !writeFailed;
+    });
+    if (!written) {
+        // The file's own reason says more than the encoder's.
+        const QString reason = writeFailed ? file.errorString() : written.error();
         file.cancelWriting();
         return fail(reason);
     }

@@ -4,15 +4,15 @@
 
 namespace {
 
-// Plain ASCII without CR has one character per code unit; skipping the
-// boundary finder there keeps long page texts cheap.
+// Latin-1 without CR has one character per code unit (no unit there joins
+// its neighbour); skipping the boundary finder keeps long page texts cheap.
 bool isSimple(const QString &text, qsizetype upTo)
 {
     const QChar *data = text.constData();
     const qsizetype end = std::min(upTo, text.size());
     for (qsizetype i = 0; i < end; ++i) {
         const char16_t c = data[i].unicode();
-        if (c >= 0x7f || c == u'\r')
+        if (c >= 0x100 || c == u'\r')
             return false;
     }
     return true;

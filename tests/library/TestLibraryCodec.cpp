@@ -201,6 +201,11 @@ private Q_SLOTS:
             + "\",\"savedAt\":\"2026-11-16T19:31:05Z\",\"title\":null,\"tabIds\":[]}]}");
         QTest::newRow("vector with string") << QByteArray("{\"embeddings\":{\"a\":[1,\"2\"]}}");
         QTest::newRow("vector overflow") << QByteArray("{\"embeddings\":{\"a\":[1e50]}}");
+        // Forms std::from_chars reads but JSON does not have.
+        QTest::newRow("vector leading zero") << QByteArray("{\"embeddings\":{\"a\":[0.5,01]}}");
+        QTest::newRow("vector point without digits") << QByteArray("{\"embeddings\":{\"a\":[1.e3]}}");
+        QTest::newRow("vector fraction without digit") << QByteArray("{\"embeddings\":{\"a\":[-.5]}}");
+        QTest::newRow("vector infinity") << QByteArray("{\"embeddings\":{\"a\":[-inf]}}");
         QTest::newRow("vector with a trailing comma") << QByteArray("{\"embeddings\":{\"a\":[1,]}}");
         QTest::newRow("vector without a comma") << QByteArray("{\"embeddings\":{\"a\":[1 2]}}");
         QTest::newRow("vector starting with a comma") << QByteArray("{\"embeddings\":{\"a\":[,1]}}");
@@ -241,6 +246,16 @@ private Q_SLOTS:
         QCOMPARE(*back, original);
         // Stable: writing again gives the same bytes.
         QCOMPARE(*LibraryCodec::encode(*back), *bytes);
+        // Streamed a megabyte at a time, the same bytes, also around a text
+        // larger than that.
+        LibraryData big = original;
+        big.tabs[0].text = QString(700000, u'\u00fc');
+        QByteArray streamed;
+        QVERIFY(LibraryCodec::encodeTo(big, [&](const char *part, qsizetype size) {
+                    streamed.append(part, size);
+                    return true;
+                }).ok());
+        QCOMPARE(streamed, *LibraryCodec::encode(big));
     }
 
     void floatsReadBackExactly_data()

@@ -1,6 +1,8 @@
+#include <QFile>
 #include <QTest>
 #include <QTimeZone>
 
+#include "DemoData.h"
 #include "Embedder.h"
 #include "SearchIndex.h"
 #include "TestRegistry.h"
@@ -35,6 +37,7 @@ private slots:
     void staleVectorsRecomputed();
     void changedTabNotScoredFromCache();
     void limitAndSearch();
+    void demoRanking();
 };
 
 void TestSearchIndex::keywordScore_data()
@@ -65,6 +68,12 @@ void TestSearchIndex::keywordScore_data()
     QTest::newRow("four left is enough") << u"tasse"_qs << u"title"_qs << u"Kaffeetass"_qs << 0.7f;
     QTest::newRow("stop words only") << u"die und the"_qs << u"title"_qs << u"die und the"_qs << 0.0f;
     QTest::newRow("averaged") << u"garten katze"_qs << u"title"_qs << u"Garten"_qs << 0.5f;
+    QTest::newRow("Latin-1 capitals") << u"\u00f6l"_qs << u"title"_qs << u"\u00d6L"_qs << 1.0f;
+    QTest::newRow("quotes outside Latin-1 separate")
+        << u"garten"_qs << u"title"_qs << u"\u201eGarten\u201c"_qs << 1.0f;
+    QTest::newRow("soft hyphen separates") << u"gabe"_qs << u"title"_qs << u"Aus\u00adgabe"_qs << 1.0f;
+    QTest::newRow("combining mark stays in its word")
+        << u"cafe"_qs << u"title"_qs << u"Cafe\u0301 Bar"_qs << 0.0f;
     QTest::newRow("title wins over text") << u"garten"_qs << u"title"_qs << u"garten"_qs << 1.0f;
 }
 
@@ -188,6 +197,38 @@ void TestSearchIndex::limitAndSearch()
     QCOMPARE(tabs[0].id, data.tabs[4].id);
     QCOMPARE(tabs[2].id, data.tabs[2].id);
     QVERIFY(index.search(u"velo"_qs, data, 0).isEmpty());
+}
+
+// Hits, scores and order on the demo library, as recorded in demo_ranking.txt
+// (query, address, score; tab separated): a faster scorer must rank alike.
+void TestSearchIndex::demoRanking()
+{
+    QFile file(QStringLiteral(PELLMORA_DEMO_RANKING));
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    const QStringList expected = QString::fromUtf8(file.readAll()).split(u'\n', Qt::SkipEmptyParts);
+    QStringList queries;
+    for (const QString &line : expected) {
+        const QString query = line.section(u'\t', 0, 0);
+        if (!queries.contains(query))
+            queries.append(query);
+    }
+    QVERIFY(queries.size() > 5);
+
+    LibraryData data = DemoData::library(QDateTime(QDate(2026, 5, 4), QTime(9, 0), Qt::UTC));
+    auto embedder = std::make_shared<Embedder>(false);
+    embedder->ensureEmbeddings(data);
+    // Each query once as the first search of an index and once after others.
+    const SearchIndex shared(embedder);
+    shared.hits(u"desk"_qs, data, 1);
+    for (const bool first : {true, false}) {
+        QStringList got;
+        for (const QString &query : std::as_const(queries)) {
+            const SearchIndex index = first ? SearchIndex(embedder) : shared;
+            for (const SearchHit &hit : index.hits(query, data, 8))
+                got.append(query + u'\t' + hit.tab.url + u'\t' + QString::number(double(hit.score), 'g', 9));
+        }
+        QVERIFY2(got == expected, qPrintable(got.join(u'\n')));
+    }
 }
 
 PELLMORA_TEST_GUILESS_MAIN(TestSearchIndex)
