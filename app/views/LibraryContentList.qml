@@ -61,38 +61,9 @@ Rectangle {
             }
         }
 
-        Rectangle {
-            id: banner
-            objectName: "noticeBanner"
-            visible: content.model.notice !== null && content.model.notice !== undefined
+        NoticeBanner {
+            model: content.model
             Layout.fillWidth: true
-            implicitHeight: Math.max(noticeText.implicitHeight, okButton.implicitHeight) + 14
-            radius: 9
-            color: Qt.rgba(Theme.green.r, Theme.green.g, Theme.green.b, 0.08)
-            border.color: Qt.rgba(Theme.green.r, Theme.green.g, Theme.green.b, 0.35)
-            border.width: 1
-            Text {
-                id: noticeText
-                objectName: "noticeText"
-                anchors.left: parent.left
-                anchors.leftMargin: 14
-                anchors.right: okButton.left
-                anchors.rightMargin: 10
-                anchors.verticalCenter: parent.verticalCenter
-                text: banner.visible ? String(content.model.notice) : ""
-                wrapMode: Text.Wrap
-                color: Theme.green
-                font.pointSize: Theme.points(14.5)
-            }
-            LinkButtonStyle {
-                id: okButton
-                objectName: "noticeOk"
-                anchors.right: parent.right
-                anchors.rightMargin: 8
-                anchors.verticalCenter: parent.verticalCenter
-                text: "OK"
-                onClicked: content.model.notice = null
-            }
         }
     }
 

@@ -8,6 +8,15 @@ Rectangle {
     property var model: AppModel
     color: Theme.background
 
+    // The first start's welcome, say, comes before any tab does.
+    NoticeBanner {
+        model: empty.model
+        anchors.top: parent.top
+        anchors.left: parent.left
+        anchors.right: parent.right
+        anchors.margins: 24
+    }
+
     ColumnLayout {
         anchors.centerIn: parent
         width: Math.min(parent.width - 80, 460)
