@@ -302,7 +302,9 @@ public:
             ws(); // rare: the writer puts no blanks before a number
         const char *begin = m_p;
         float f = 0;
-        const auto [end, error] = std::from_chars(begin, m_end, f);
+        const std::from_chars_result read = std::from_chars(begin, m_end, f);
+        const char *end = read.ptr;
+        const std::errc error = read.ec;
         // JSON allows less than from_chars: a digit right after the sign, no
         // leading zeros and a digit on both sides of a point. Checked on the
         // number read instead of walking it twice.
