@@ -26,6 +26,29 @@ void FakeBrowserBridge::failWith(std::optional<SafariError> error)
     m_error = std::move(error);
 }
 
+void FakeBrowserBridge::failOn(Call call, std::optional<SafariError> error)
+{
+    QMutexLocker lock(&m_mutex);
+    if (error)
+        m_failing.insert(call, *error);
+    else
+        m_failing.remove(call);
+}
+
+void FakeBrowserBridge::failAfter(Call call, SafariError error)
+{
+    QMutexLocker lock(&m_mutex);
+    m_quitAfter = std::pair(call, std::move(error));
+}
+
+void FakeBrowserBridge::succeeded(Call call)
+{
+    if (m_quitAfter && m_quitAfter->first == call) {
+        m_error = m_quitAfter->second;
+        m_quitAfter.reset();
+    }
+}
+
 QList<QSet<QString>> FakeBrowserBridge::closeRequests() const
 {
     QMutexLocker lock(&m_mutex);
@@ -78,8 +101,10 @@ bool FakeBrowserBridge::isSafariRunning() const
     return m_running;
 }
 
-std::optional<SafariError> FakeBrowserBridge::refusal() const
+std::optional<SafariError> FakeBrowserBridge::refusal(Call call) const
 {
+    if (m_failing.contains(call))
+        return *m_failing.constFind(call);
     if (m_error)
         return m_error;
     if (!m_running)
@@ -90,19 +115,20 @@ std::optional<SafariError> FakeBrowserBridge::refusal() const
 SafariResult<QList<SafariWindow>> FakeBrowserBridge::snapshotWindows()
 {
     QMutexLocker lock(&m_mutex);
-    if (auto error = refusal())
+    if (auto error = refusal(Call::Snapshot))
         return *error;
     QList<SafariWindow> out;
     for (const SafariWindow &window : m_windows)
         if (!window.tabs.isEmpty())
             out.append(window);
+    succeeded(Call::Snapshot);
     return out;
 }
 
 SafariResult<SafariTabCount> FakeBrowserBridge::countTabs()
 {
     QMutexLocker lock(&m_mutex);
-    if (auto error = refusal())
+    if (auto error = refusal(Call::Count))
         return *error;
     SafariTabCount count;
     for (const SafariWindow &window : m_windows) {
@@ -111,13 +137,14 @@ SafariResult<SafariTabCount> FakeBrowserBridge::countTabs()
         count.tabs += int(window.tabs.size());
         ++count.windows;
     }
+    succeeded(Call::Count);
     return count;
 }
 
 SafariResult<int> FakeBrowserBridge::closeTabs(const QSet<QString> &savedUrls, const QStringList &keepDomains)
 {
     QMutexLocker lock(&m_mutex);
-    if (auto error = refusal())
+    if (auto error = refusal(Call::Close))
         return *error;
     m_closeRequests.append(savedUrls);
     m_keepRequests.append(keepDomains);
@@ -132,6 +159,7 @@ SafariResult<int> FakeBrowserBridge::closeTabs(const QSet<QString> &savedUrls, c
         closed += int(window.tabs.removeIf(
             [&](const SafariTab &tab) { return !kept(tab) && savedUrls.contains(tab.url); }));
     }
+    succeeded(Call::Close);
     return closed;
 }
 
@@ -140,9 +168,12 @@ SafariStatus FakeBrowserBridge::reopen(const QList<QUrl> &urls, bool newWindow)
     QMutexLocker lock(&m_mutex);
     if (urls.isEmpty())
         return Done{};
+    if (m_failing.contains(Call::Reopen))
+        return *m_failing.constFind(Call::Reopen);
     if (m_error)
         return *m_error;
     m_reopenRequests.append({urls, newWindow});
+    succeeded(Call::Reopen);
     // Reopening starts the browser, like the real script does.
     m_running = true;
     return Done{};

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QHash>
 #include <QMutex>
 
 #include <optional>
@@ -7,8 +8,9 @@
 #include "BrowserBridge.h"
 
 // An in-memory browser: a list of windows the test sets up, a record of what
-// it was asked to close, reopen and open, and an optional error every
-// script-backed call fails with.
+// it was asked to close, reopen and open, and failure switches: an error
+// every call fails with, one call that fails, or a browser that quits after
+// a call succeeded.
 class FakeBrowserBridge final : public BrowserBridge
 {
 public:
@@ -22,7 +24,14 @@ public:
     void setWindows(QList<SafariWindow> windows);
     QList<SafariWindow> windows() const;
     void setRunning(bool running);
+    enum class Call { Snapshot, Count, Close, Reopen };
+    // Every call fails with the error (none: calls succeed again).
     void failWith(std::optional<SafariError> error);
+    // Only this call fails, every time.
+    void failOn(Call call, std::optional<SafariError> error);
+    // Once this call has succeeded, every later call fails, as when the
+    // browser quits in the middle of a run.
+    void failAfter(Call call, SafariError error);
     // Acts as the extension bridge does: the browsers named (as extensions
     // name them) are connected, and the browser runs while one is.
     void setExtensionBrowsers(const QStringList &names);
@@ -43,12 +52,15 @@ public:
     bool connectsByItself() const override;
 
 private:
-    std::optional<SafariError> refusal() const;
+    std::optional<SafariError> refusal(Call call) const;
+    void succeeded(Call call);
 
     mutable QMutex m_mutex;
     QList<SafariWindow> m_windows;
     bool m_running = true;
     std::optional<SafariError> m_error;
+    QHash<Call, SafariError> m_failing;
+    std::optional<std::pair<Call, SafariError>> m_quitAfter;
     std::optional<QStringList> m_extensionBrowsers;
     QList<QSet<QString>> m_closeRequests;
     QList<QStringList> m_keepRequests;
