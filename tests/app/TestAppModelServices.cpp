@@ -11,7 +11,7 @@
 #include "Library.h"
 #include "LibraryStore.h"
 #include "SafariError.h"
-#include "context/PrivateBus.h"
+#include "PrivateBus.h"
 #include "PlatformWords.h"
 
 #include <QJsonArray>
