@@ -23,8 +23,17 @@ run: build
 	@scripts/install-desktop-entry $(BUILD)/app/pellmora
 	@$(BUILD)/app/pellmora
 
+# The MCP reference client that the interop test drives, installed from the
+# npm registry once per build folder, before the suite and outside its time.
+define interop-client
+	@[ -d $(1)/tests/mcp/interop/node_modules ] || { mkdir -p $(1)/tests/mcp/interop \
+		&& cp tests/mcp/interop/package.json tests/mcp/interop/package-lock.json $(1)/tests/mcp/interop/ \
+		&& cd $(1)/tests/mcp/interop && npm ci --no-audit --no-fund >/dev/null; }
+endef
+
 test: CMAKE_FLAGS += -DPELLMORA_WERROR=ON
 test: build
+	$(call interop-client,$(BUILD))
 	@cd $(BUILD) && ctest --output-on-failure --no-tests=error -j $(JOBS)
 
 # What CI runs: the suite, the benchmarks built (not run), then the sanitizer
@@ -40,6 +49,7 @@ sanitize: deps
 	@cmake -S . -B $(ASAN_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=Debug "-DCMAKE_CXX_FLAGS_DEBUG=-O1 -g1" \
 		-DPELLMORA_SANITIZE=ON -DPELLMORA_WERROR=ON >/dev/null
 	@cmake --build $(ASAN_BUILD) -j $(JOBS)
+	$(call interop-client,$(ASAN_BUILD))
 	@cd $(ASAN_BUILD) && ctest --output-on-failure --no-tests=error -j $(JOBS)
 
 # Every fuzz target for FUZZ_SECONDS each, in a clang build of its own.
