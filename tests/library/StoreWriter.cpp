@@ -11,14 +11,11 @@ int main(int argc, char *argv[])
 {
     QCoreApplication app(argc, argv);
     const QStringList args = app.arguments();
-    if (args.size() != 3) {
-        std::fputs("Aufruf: library_store_writer DATEI ERSTE-GENERATION\n", stderr);
+    if (args.size() != 3)
         return 2;
-    }
     const LibraryStore store(args.at(1));
     for (qint64 generation = args.at(2).toLongLong();; ++generation) {
-        const Status saved = store.save(BigLibrary::make(generation));
-        if (!saved) {
+        if (const Status saved = store.save(BigLibrary::make(generation)); !saved) {
             std::fprintf(stderr, "%s\n", qPrintable(saved.error()));
             return 1;
         }
