@@ -118,7 +118,6 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("content");
         QTest::newRow("not json") << QByteArray("kein JSON");
         QTest::newRow("bad record") << QByteArray("{\"tabs\":[{\"url\":\"x\"}]}");
-        QTest::newRow("binary") << QByteArray("\xFF\xFE\x00\x01", 4);
     }
 
     void unreadableFileIsKeptAside()
@@ -136,47 +135,45 @@ private Q_SLOTS:
         QVERIFY(LibraryCodec::decode(readFile(path()), {}).ok());
     }
 
-    void failedWriteKeepsDataAndTells_data()
+    // A write that fails keeps the change in memory and the old file as it
+    // was, tells once, and the next write after the cause is gone saves.
+    void failedWriteKeepsDataAndTheOldFile_data()
     {
-        QTest::addColumn<bool>("folderAtFile");
-        QTest::newRow("file where the folder should be") << false;
-        QTest::newRow("folder where the file should be") << true;
+        QTest::addColumn<int>("cause");
+        QTest::newRow("file where the folder should be") << 0;
+        QTest::newRow("folder where the file should be") << 1;
+        QTest::newRow("value JSON cannot hold, halfway through") << 2;
     }
 
-    void failedWriteKeepsDataAndTells()
+    void failedWriteKeepsDataAndTheOldFile()
     {
-        QFETCH(bool, folderAtFile);
+        QFETCH(int, cause);
         // Tests may run as root, so permissions cannot block the write; a
         // file in the folder's place or a folder in the file's place does.
         const QString blocker = m_dir->filePath(QStringLiteral("blocker"));
-        const QString blocked = folderAtFile ? blocker : blocker + QStringLiteral("/library.json");
-        QVERIFY(writeFile(folderAtFile ? blocker + QStringLiteral("/inside") : blocker, "x"));
-        Library library{LibraryStore(blocked)};
+        const QString file = cause == 0 ? blocker + QStringLiteral("/library.json") : cause == 1 ? blocker : path();
+        if (cause < 2)
+            QVERIFY(writeFile(cause == 1 ? blocker + QStringLiteral("/inside") : blocker, "x"));
+        Library library{LibraryStore(file)};
         QSignalSpy errors(&library, &Library::lastErrorChanged);
         library.replace(oneTab(QStringLiteral("https://a.ch")));
-        QVERIFY(!library.lastError().isEmpty());
-        QCOMPARE(errors.count(), 1);
-        QCOMPARE(library.data().tabs.size(), 1);
-        // Once the way is free, the next write saves it and clears the message.
-        QVERIFY(folderAtFile ? QDir(blocker).removeRecursively() : QFile::remove(blocker));
-        library.mutate([](LibraryData &) {});
-        QVERIFY(library.lastError().isEmpty());
-        QCOMPARE(LibraryStore(blocked).load(), library.data());
-    }
-
-    // A save that fails while streaming leaves the old file byte for byte
-    // and no temporary file.
-    void saveFailingHalfwayLeavesTheOldFile()
-    {
-        Library library{LibraryStore(path())};
-        library.replace(oneTab(QStringLiteral("https://a.ch")));
-        const QByteArray before = readFile(path());
-        library.mutate([](LibraryData &d) {
-            d.embeddings.insert(idText(d.tabs[0].id), {1.0f, std::numeric_limits<float>::infinity()});
+        const QByteArray before = readFile(file);
+        library.mutate([&](LibraryData &d) {
+            d.tabs[0].note = QStringLiteral("neu");
+            if (cause == 2)
+                d.embeddings.insert(idText(d.tabs[0].id), {1.0f, std::numeric_limits<float>::infinity()});
         });
         QVERIFY(!library.lastError().isEmpty());
-        QCOMPARE(readFile(path()), before);
-        QCOMPARE(files(QStringLiteral("*")), QStringList{QStringLiteral("library.json")});
+        QCOMPARE(errors.count(), 1);
+        QCOMPARE(library.data().tabs.value(0).note, QStringLiteral("neu"));
+        QCOMPARE(readFile(file), before);
+        QCOMPARE(files(QStringLiteral("*")), cause == 2 ? QStringList{QStringLiteral("library.json")} : QStringList());
+
+        if (cause < 2)
+            QVERIFY(cause == 1 ? QDir(blocker).removeRecursively() : QFile::remove(blocker));
+        library.mutate([](LibraryData &d) { d.embeddings.clear(); });
+        QVERIFY(library.lastError().isEmpty());
+        QCOMPARE(LibraryStore(file).load(), library.data());
     }
 
     // Another process's write is taken in; the library's own writes, and
@@ -226,36 +223,19 @@ private Q_SLOTS:
         QCOMPARE(readFile(backupPath(Fmt::dayKey(QDateTime::currentDateTime()))), first);
     }
 
-    void backupOncePerLocalDay_data()
-    {
-        QTest::addColumn<QDateTime>("first");
-        QTest::addColumn<QDateTime>("second");
-        QTest::addColumn<QStringList>("expected");
-        QTest::newRow("same day") << local(16, 8) << local(16, 23, 59, 59) << QStringList{"2026-11-16"};
-        QTest::newRow("across midnight") << local(16, 23, 59, 59) << local(17, 0, 0, 0)
-                                         << QStringList{"2026-11-17", "2026-11-16"};
-        // 23:30 UTC is already the next day in Zurich.
-        QTest::newRow("local calendar, not UTC") << QDateTime(QDate(2026, 11, 16), QTime(22, 0), Qt::UTC)
-                                                 << QDateTime(QDate(2026, 11, 16), QTime(23, 30), Qt::UTC)
-                                                 << QStringList{"2026-11-17", "2026-11-16"};
-    }
-
+    // One copy a local calendar day, of the file as it was before the day's
+    // first write.
     void backupOncePerLocalDay()
     {
-        QFETCH(QDateTime, first);
-        QFETCH(QDateTime, second);
-        QFETCH(QStringList, expected);
         const QByteArray a = fileWith(1), b = fileWith(2);
         QVERIFY(writeFile(path(), a));
-        m_clock.set(first);
-        writeLibrary(b);
-        m_clock.set(second);
-        writeLibrary(fileWith(3));
-        QCOMPARE(keys(), expected);
-        // The copy holds the file as it was before the day's first write.
-        QCOMPARE(readFile(backupPath(expected.last())), a);
-        if (expected.size() == 2)
-            QCOMPARE(readFile(backupPath(expected.first())), b);
+        for (const QDateTime &at : {local(16, 8), local(16, 23, 59, 59), local(17, 0, 0, 0)}) {
+            m_clock.set(at);
+            writeLibrary(at.date().day() == 16 ? b : fileWith(3));
+        }
+        QCOMPARE(keys(), (QStringList{"2026-11-17", "2026-11-16"}));
+        QCOMPARE(readFile(backupPath(QStringLiteral("2026-11-16"))), a);
+        QCOMPARE(readFile(backupPath(QStringLiteral("2026-11-17"))), b);
     }
 
     void backupsKeepTheNewestFourteenAndNothingElse()

@@ -21,22 +21,19 @@ private Q_SLOTS:
         const QString model = QStringLiteral("qwen3");
 #define TEXT(call) {QStringLiteral(#call), [&](Platform p) { return call; }}
         const QList<std::pair<QString, std::function<QString(Platform)>>> texts = {
-            TEXT(popoverTitle(none, p)), TEXT(popoverTitle(firefox, p)), TEXT(popoverTitle(both, p)),
-            TEXT(demoBadge(firefox, p)), TEXT(demoMenuEntry(both, p)), TEXT(notConnectedTitle(p)),
-            TEXT(notConnectedText(p)), TEXT(connectButton(p)), TEXT(connectSteps(QStringLiteral("/x"), p)),
-            TEXT(connectFirst(p)), TEXT(browserNotOpen(p)), TEXT(libraryEmptyText(p)), TEXT(openButton(both, p)),
-            TEXT(savedWindowLine(p)), TEXT(clearKeepsBrowser(p)), TEXT(pinnedExplanation(p)),
-            TEXT(minimizeCommand(p)), TEXT(moonAfterRestart(p)), TEXT(notRunningError(p)),
-            TEXT(noAnswerError(-1728, QStringLiteral("x"), p)), TEXT(permissionError(p)),
-            TEXT(emptyBrowser(none, p)), TEXT(emptyBrowser(firefox, p)), TEXT(emptyBrowser(both, p)),
-            TEXT(readingStage(p)), TEXT(closingStage(p)), TEXT(modelStatus(ModelState::available, model, p)),
-            TEXT(modelStatus(ModelState::deviceNotEligible, model, p)), TEXT(modelStatus(ModelState::notEnabled, {}, p)),
-            TEXT(modelStatus(ModelState::modelNotReady, model, p)), TEXT(modelStatus(ModelState::otherReason, model, p)),
-            TEXT(modelStatus(ModelState::forcedOff, model, p)), TEXT(chatIntro(true, model, p)),
-            TEXT(chatIntro(false, {}, p)), TEXT(chatFallbackNote(model, p)), TEXT(chatFallbackNote({}, p)),
-            TEXT(topicSource(true, p)), TEXT(topicSource(false, p)), TEXT(searchSource(true, model, p)),
-            TEXT(searchSource(false, {}, p)), TEXT(modelInstructions(p)), TEXT(mcpInstructions(p)),
-            TEXT(mcpWindowsTool(p))};
+            TEXT(popoverTitle(none, p)), TEXT(popoverTitle(both, p)), TEXT(demoBadge(firefox, p)),
+            TEXT(demoMenuEntry(both, p)), TEXT(notConnectedTitle(p)), TEXT(notConnectedText(p)), TEXT(connectButton(p)),
+            TEXT(connectSteps(QStringLiteral("/x"), p)), TEXT(connectFirst(p)), TEXT(browserNotOpen(p)),
+            TEXT(libraryEmptyText(p)), TEXT(openButton(both, p)), TEXT(savedWindowLine(p)), TEXT(clearKeepsBrowser(p)),
+            TEXT(pinnedExplanation(p)), TEXT(minimizeCommand(p)), TEXT(moonAfterRestart(p)), TEXT(notRunningError(p)),
+            TEXT(noAnswerError(-1728, QStringLiteral("x"), p)), TEXT(permissionError(p)), TEXT(emptyBrowser(none, p)),
+            TEXT(emptyBrowser(firefox, p)), TEXT(readingStage(p)), TEXT(closingStage(p)),
+            TEXT(modelStatus(ModelState::available, model, p)), TEXT(modelStatus(ModelState::deviceNotEligible, model, p)),
+            TEXT(modelStatus(ModelState::notEnabled, {}, p)), TEXT(modelStatus(ModelState::modelNotReady, model, p)),
+            TEXT(modelStatus(ModelState::otherReason, model, p)), TEXT(modelStatus(ModelState::forcedOff, model, p)),
+            TEXT(chatIntro(true, model, p)), TEXT(chatIntro(false, {}, p)), TEXT(chatFallbackNote(model, p)),
+            TEXT(topicSource(true, p)), TEXT(searchSource(false, {}, p)), TEXT(modelInstructions(p)),
+            TEXT(mcpInstructions(p)), TEXT(mcpWindowsTool(p))};
 #undef TEXT
         const QRegularExpression macWords(QStringLiteral("\\b(Safari|Apple|Mac)\\b"));
         const QRegularExpression linuxWords(QStringLiteral("\\b(Firefox|Chromium|Browsern|Erweiterung)\\b"));
