@@ -42,13 +42,6 @@ LibraryData tabRead(void (*change)(SavedTab &) = nullptr)
     return d;
 }
 
-LibraryData with(void (*change)(LibraryData &))
-{
-    LibraryData d;
-    change(d);
-    return d;
-}
-
 // Every field set: text that needs escaping, escapes and multi-byte
 // characters where the eight- and sixteen-byte blocks of reader and writer
 // end, dates at the edges of their form, floats at the limits and more than
@@ -168,10 +161,10 @@ private Q_SLOTS:
             << tabRead([](SavedTab &t) { t.title = u"abcdefghijklmnopqä😀"_s; });
         QTest::newRow("vectors with blanks")
             << QByteArray("{\"embeddings\":{\"a\":[ 1 ,\n-2.5e3\t, 0.25 ],\"b\":[ ]}}")
-            << with([](LibraryData &d) { d.embeddings = {{u"a"_s, {1.0f, -2500.0f, 0.25f}}, {u"b"_s, {}}}; });
+            << [] { LibraryData d; d.embeddings = {{u"a"_s, {1.0f, -2500.0f, 0.25f}}, {u"b"_s, {}}}; return d; }();
         QTest::newRow("context")
             << QByteArray("{\"context\":{\"folderPaths\":[\"\\/p\"],\"freeText\":\"\",\"hintsPerDay\":0,\"hintHour\":5}}")
-            << with([](LibraryData &d) { d.context = {{u"/p"_s}, {}, 0, 5}; });
+            << [] { LibraryData d; d.context = {{u"/p"_s}, {}, 0, 5}; return d; }();
     }
 
     void accepted()

@@ -47,15 +47,10 @@ QList<qint64> problemLines(const ImportResult &result)
 LibraryData sampleLibrary()
 {
     LibraryData d = LibraryBuilder(now.addDays(-3))
-                        .tab(u"Zölle & \"Preise\" <heute>"_s, u"https://www.zeit.de/a?x=1&y=2"_s)
-                        .note(u"Lesen\nvor Freitag"_s)
-                        .vector({0.5f, 0.25f})
-                        .tab(u"Bern | Wikipedia"_s, u"https://de.wikipedia.org/wiki/Bern_(Stadt)"_s)
-                        .window()
-                        .tab({}, u"https://example.ch/"_s)
-                        .note(u"nur eine Zeile"_s)
-                        .tab(u"[Rösti] *knusprig* 🥔"_s, u"https://rezepte.ch/rösti"_s)
-                        .topic(u"Essen und Reisen"_s, {4, 2});
+        .tab(u"Zölle & \"Preise\" <heute>"_s, u"https://www.zeit.de/a?x=1&y=2"_s).note(u"Lesen\nvor Freitag"_s)
+        .vector({0.5f, 0.25f}).tab(u"Bern | Wikipedia"_s, u"https://de.wikipedia.org/wiki/Bern_(Stadt)"_s)
+        .window().tab({}, u"https://example.ch/"_s).note(u"nur eine Zeile"_s)
+        .tab(u"[Rösti] *knusprig* 🥔"_s, u"https://rezepte.ch/rösti"_s).topic(u"Essen und Reisen"_s, {4, 2});
     d.context.freeText = u"privat"_s;
     return d;
 }

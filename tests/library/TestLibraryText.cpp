@@ -66,7 +66,6 @@ private Q_SLOTS:
         QCOMPARE(Fmt::dayKey(date), QStringLiteral("2026-11-17"));
         QCOMPARE(Fmt::dayMonthTime(date), QStringLiteral("17.11. 00:05"));
         QCOMPARE(Fmt::full(date), QStringLiteral("Dienstag, 17.11.2026, 00:05"));
-        QCOMPARE(Fmt::weekdayDayMonth(date), QStringLiteral("Di. 17.11."));
         QCOMPARE(Fmt::dayKey(QDateTime(QDate(2026, 3, 29), QTime(22, 30), Qt::UTC)), QStringLiteral("2026-03-30"));
     }
 
