@@ -91,6 +91,7 @@ private:
     QString libraryPath() const { return m_dir->filePath(QStringLiteral("Pellmora/library.json")); }
     LibraryData stored() const { return LibraryStore(libraryPath()).load(); }
 
+    // `stopAt10` stops the run once ten of the 52 demo tabs are summarised.
     SleepRun::Outcome run(LibraryAccess &access, BrowserBridge *bridge, const SleepOptions &options, bool demo,
                           QList<SleepStage> *stages = nullptr, std::stop_source *stopAt10 = nullptr)
     {
