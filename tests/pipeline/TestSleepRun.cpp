@@ -5,98 +5,43 @@
 #include "FakeBrowserBridge.h"
 #include "FakeClock.h"
 #include "Library.h"
+#include "LibraryBuilder.h"
 #include "LiveLibraryAccess.h"
 #include "LocalHttpServer.h"
 #include "SleepPipeline.h"
 #include "StoreLibraryAccess.h"
+#include "TestRegistry.h"
 #include "TestSupport.h"
-#include "PlatformWords.h"
 
-#include <QEventLoop>
 #include <QSignalSpy>
 #include <QTemporaryDir>
-#include <QTest>
 #include <QThread>
 
-#include <memory>
-#include "TestRegistry.h"
-
 using Kind = SleepStage::Kind;
+using namespace Qt::StringLiterals;
 
 namespace {
 
-// What the file held after one write of a run.
-struct WriteRecord
+const QDateTime runTime(QDate(2026, 11, 16), QTime(20, 31)); // the fake clock's, local
+
+// Browser windows numbered from 1, their tabs numbered from 1, titled by address.
+QList<SafariWindow> browser(const QList<QStringList> &windows)
 {
-    bool ok = false;
-    qsizetype tabs = 0;
-    qsizetype summarised = 0;
-    qsizetype withText = 0;
-    qsizetype topics = 0;
-};
-
-// Passes everything on to the file and notes what each write left in it;
-// can hide one address from the read-back, as a broken disk would.
-class RecordingAccess final : public LibraryAccess
-{
-public:
-    explicit RecordingAccess(const QString &path) : m_inner(LibraryStore(path)), m_store(path) {}
-
-    QList<WriteRecord> writes;
-    QString hideOnReadBack;
-
-    LibraryData current() override { return m_inner.current(); }
-
-    Status write(const LibraryData &data) override
-    {
-        const Status status = m_inner.write(data);
-        WriteRecord record;
-        record.ok = status.ok();
-        if (status) {
-            const LibraryData stored = m_store.load();
-            record.tabs = stored.tabs.size();
-            for (const SavedTab &tab : stored.tabs) {
-                record.summarised += tab.summary.isEmpty() ? 0 : 1;
-                record.withText += tab.text.isEmpty() ? 0 : 1;
-            }
-            record.topics = stored.topics.size();
-        }
-        writes.append(record);
-        return status;
+    QList<SafariWindow> result;
+    for (const QStringList &urls : windows) {
+        result.append(SafariWindow{int(result.size()) + 1, {}});
+        for (const QString &url : urls)
+            result.last().tabs.append(SafariTab{url, url, int(result.last().tabs.size()) + 1});
     }
-
-    Result<LibraryData> readBack() override
-    {
-        Result<LibraryData> stored = m_inner.readBack();
-        if (!stored || hideOnReadBack.isEmpty())
-            return stored;
-        LibraryData data = std::move(stored).value();
-        data.tabs.removeIf([&](const SavedTab &tab) { return tab.url == hideOnReadBack; });
-        return data;
-    }
-
-private:
-    StoreLibraryAccess m_inner;
-    LibraryStore m_store;
-};
-
-QList<SafariWindow> browserWindows(const LocalHttpServer &server)
-{
-    return {SafariWindow{1,
-                         {SafariTab{QStringLiteral("Eins"), server.address("/eins"), 1},
-                          SafariTab{QStringLiteral("Behalten"), server.address("/keep/mail"), 2}}},
-            SafariWindow{2, {SafariTab{QStringLiteral("Zwei"), server.address("/zwei"), 1}}}};
+    return result;
 }
 
-QSet<QString> addressesOf(const QList<SafariWindow> &windows)
+qsizetype count(const LibraryData &data, bool (*test)(const SavedTab &))
 {
-    QSet<QString> urls;
-    for (const SafariWindow &window : windows)
-        for (const SafariTab &tab : window.tabs)
-            urls.insert(tab.url);
-    return urls;
+    return std::count_if(data.tabs.cbegin(), data.tabs.cend(), test);
 }
 
+// Each kind once, in the order reported.
 QList<Kind> kindsOf(const QList<SleepStage> &stages)
 {
     QList<Kind> kinds;
@@ -106,8 +51,34 @@ QList<Kind> kindsOf(const QList<SleepStage> &stages)
     return kinds;
 }
 
+// Writes through to the file; can hide an address from the read-back, as a
+// broken disk would.
+class HidingAccess final : public LibraryAccess
+{
+public:
+    explicit HidingAccess(const QString &path) : m_inner(LibraryStore(path)) {}
+    QString hidden;
+
+    LibraryData current() override { return m_inner.current(); }
+    Status write(const LibraryData &data) override { return m_inner.write(data); }
+    Result<LibraryData> readBack() override
+    {
+        Result<LibraryData> stored = m_inner.readBack();
+        if (!stored)
+            return stored;
+        LibraryData data = std::move(stored).value();
+        data.tabs.removeIf([&](const SavedTab &tab) { return tab.url == hidden; });
+        return data;
+    }
+
+private:
+    StoreLibraryAccess m_inner;
+};
+
 } // namespace
 
+// A sleep run and its steps: what is saved, in which order the file is
+// written, and that no tab closes unless its address is in the file.
 class TestSleepRun : public QObject
 {
     Q_OBJECT
@@ -118,15 +89,19 @@ private:
     FakeClock m_clock;
 
     QString libraryPath() const { return m_dir->filePath(QStringLiteral("Pellmora/library.json")); }
+    LibraryData stored() const { return LibraryStore(libraryPath()).load(); }
 
+    // `stopAt10` stops the run once ten of the 52 demo tabs are summarised.
     SleepRun::Outcome run(LibraryAccess &access, BrowserBridge *bridge, const SleepOptions &options, bool demo,
-                          QList<SleepStage> *stages = nullptr, std::stop_token stop = {})
+                          QList<SleepStage> *stages = nullptr, std::stop_source *stopAt10 = nullptr)
     {
         const SleepRun sleep(*m_pipeline, access, bridge, m_clock);
         return sleep.run(options, demo, [&](const SleepStage &stage) {
             if (stages)
                 stages->append(stage);
-        }, stop);
+            if (stopAt10 && stage == SleepStage::summarizing(10, 52))
+                stopAt10->request_stop();
+        }, stopAt10 ? stopAt10->get_token() : std::stop_token());
     }
 
 private Q_SLOTS:
@@ -140,52 +115,100 @@ private Q_SLOTS:
         m_pipeline = std::make_unique<SleepPipeline>(std::make_shared<const Embedder>(false), PageFetcher(quick));
     }
 
-    void demoRunSavesGroupsAndClosesNothing()
+    // Every address not yet saved, once, in a window numbered after the
+    // library's (gaps where a browser window brought nothing new) or all in
+    // one collection window; what was there stays in front.
+    void addSnapshot_data()
     {
-        RecordingAccess access(libraryPath());
+        QTest::addColumn<QStringList>("known");
+        QTest::addColumn<int>("windowsBefore");
+        QTest::addColumn<QList<QStringList>>("windows");
+        QTest::addColumn<bool>("byWindow");
+        QTest::addColumn<QString>("added"); // "name: domains | ..." of the windows added
+        const QString a = u"https://a.ch/"_s, b = u"https://b.ch/x"_s, c = u"https://c.ch/?q=1"_s, d = u"https://d.ch"_s;
+        QTest::newRow("new library, two windows")
+            << QStringList() << 0 << QList<QStringList>{{a, b}, {c}} << true << "Fenster 1: a.ch b.ch | Fenster 2: c.ch";
+        QTest::newRow("every address known") << QStringList{a, b} << 1 << QList<QStringList>{{a}, {b, a}} << true << "";
+        QTest::newRow("address in two windows saved in the first")
+            << QStringList() << 0 << QList<QStringList>{{a, b}, {b, c}} << true << "Fenster 1: a.ch b.ch | Fenster 2: c.ch";
+        QTest::newRow("address twice in one window")
+            << QStringList() << 0 << QList<QStringList>{{a, a, b}} << true << "Fenster 1: a.ch b.ch";
+        QTest::newRow("window without new tabs leaves a gap")
+            << QStringList{b} << 4 << QList<QStringList>{{a}, {b}, {c}} << true << "Fenster 5: a.ch | Fenster 7: c.ch";
+        QTest::newRow("collection window holds every window's tabs")
+            << QStringList{b} << 4 << QList<QStringList>{{a}, {b}, {c, d}} << false << "Sammlung: a.ch c.ch d.ch";
+        QTest::newRow("known, no collection window") << QStringList{a} << 1 << QList<QStringList>{{a}} << false << "";
+    }
+
+    void addSnapshot()
+    {
+        QFETCH(QStringList, known);
+        QFETCH(int, windowsBefore);
+        QFETCH(QList<QStringList>, windows);
+        QFETCH(bool, byWindow);
+        QFETCH(QString, added);
+        LibraryBuilder builder(runTime.addDays(-3));
+        for (int w = 0; w < windowsBefore; ++w)
+            builder.window();
+        for (const QString &url : known)
+            builder.tab(url, url).summary(u"Schon da."_s);
+        const LibraryData before = builder;
+        const SleepPipeline::Added result = SleepPipeline::addSnapshot(
+            browser(windows), before, SleepOptions{byWindow, true, true, false, {}}, false, runTime);
+        const LibraryData &d = result.data;
+        QCOMPARE(d.tabs.first(before.tabs.size()), before.tabs);
+        QCOMPARE(d.windows.first(before.windows.size()), before.windows);
+        QStringList got;
+        QList<QUuid> ids;
+        for (const SavedWindow &window : d.windows.mid(before.windows.size())) {
+            QStringList domains;
+            for (const SavedTab &tab : d.tabsIn(window)) {
+                QVERIFY(tab.windowId == window.id && tab.savedAt == runTime);
+                domains.append(tab.domain);
+                ids.append(tab.id);
+            }
+            got.append(window.title.section(u" · "_s, 0, 0) + u": "_s + domains.join(u' '));
+        }
+        QCOMPARE(got.join(u" | "_s), added);
+        // The new tabs follow in the order saved.
+        QCOMPARE(result.newIds, ids);
+        QCOMPARE(d.tabs.size(), before.tabs.size() + ids.size());
+    }
+
+    // A demo run as the application makes it, through its live library from
+    // a worker thread: written after adding, after summarising and after
+    // grouping; the browser is not touched.
+    void demoRunSavesStepByStepAndClosesNothing()
+    {
+        Library library{LibraryStore(libraryPath())};
+        QList<LibraryData> writes;
+        connect(&library, &Library::dataChanged, this, [&] { writes.append(library.data()); });
+        LiveLibraryAccess access(&library);
         FakeBrowserBridge bridge;
-        const QList<SafariWindow> open = {SafariWindow{1, {SafariTab{"Offen", "https://offen.ch/", 1}}}};
+        const QList<SafariWindow> open = browser({{u"https://offen.ch/"_s}});
         bridge.setWindows(open);
         QList<SleepStage> stages;
-        const SleepRun::Outcome outcome = run(access, &bridge, SleepOptions(), true, &stages);
+        SleepRun::Outcome outcome;
+        std::unique_ptr<QThread> worker(
+            QThread::create([&] { outcome = run(access, &bridge, SleepOptions(), true, &stages); }));
+        QSignalSpy finished(worker.get(), &QThread::finished);
+        worker->start();
+        QVERIFY(finished.wait(60000));
 
-        QCOMPARE(outcome.stage.kind, Kind::done);
-        QVERIFY(!outcome.cancelled);
         QCOMPARE(kindsOf(stages), (QList<Kind>{Kind::reading, Kind::summarizing, Kind::grouping, Kind::done}));
         QCOMPARE(stages.last(), outcome.stage);
-        QCOMPARE(stages.at(1), SleepStage::summarizing(0, 52));
-        QCOMPARE(stages.at(stages.size() - 3), SleepStage::summarizing(52, 52));
-
         const SleepStats stats = outcome.stage.stats;
-        QCOMPARE(stats.tabs, 52);
-        QCOMPARE(stats.groups, 3);
-        QCOMPARE(stats.newTabs, 52);
-        QCOMPARE(stats.closed, 0);
+        QCOMPARE(QList<int>({stats.tabs, stats.groups, stats.newTabs, stats.closed}), QList<int>({52, 3, 52, 0}));
         QVERIFY(stats.topics >= 1);
-        QVERIFY(outcome.stage.label().startsWith(QStringLiteral("52 Tabs schlafen, 3 Gruppen, ")));
-
-        // Written after adding, after summarising and after grouping.
-        QCOMPARE(access.writes.size(), 3);
-        QCOMPARE(access.writes[0].tabs, 52);
-        QCOMPARE(access.writes[0].summarised, 0);
-        QCOMPARE(access.writes[0].topics, 0);
-        QCOMPARE(access.writes[1].summarised, 52);
-        QCOMPARE(access.writes[1].topics, 0);
-        QVERIFY(access.writes[2].topics >= 2);
-
-        const LibraryData stored = LibraryStore(libraryPath()).load();
-        QCOMPARE(stored, outcome.data);
-        QCOMPARE(stored.windows.size(), 3);
-        QCOMPARE(bridge.closeRequests().size(), 0);
+        QCOMPARE(writes.size(), 3);
+        QCOMPARE(count(writes[0], [](const SavedTab &t) { return t.isDemo && t.summary.isEmpty(); }), 52);
+        QCOMPARE(count(writes[1], [](const SavedTab &t) { return !t.summary.isEmpty(); }), 52);
+        QVERIFY(writes[1].topics.isEmpty());
+        QVERIFY(writes[2].topics.size() >= 2);
+        QCOMPARE(library.data(), outcome.data);
+        QCOMPARE(stored(), outcome.data);
+        QVERIFY(bridge.closeRequests().isEmpty());
         QCOMPARE(bridge.windows(), open);
-
-        // A second run finds every address saved.
-        RecordingAccess again(libraryPath());
-        const SleepRun::Outcome second = run(again, &bridge, SleepOptions(), true);
-        QCOMPARE(second.stage.kind, Kind::done);
-        QCOMPARE(second.stage.stats.newTabs, 0);
-        QCOMPARE(second.stage.stats.tabs, 52);
-        QCOMPARE(LibraryStore(libraryPath()).load().tabs.size(), 52);
     }
 
     void runClosesSavedTabsKeepingPinned()
@@ -194,223 +217,101 @@ private Q_SLOTS:
         server.route("/eins", LocalHttpServer::page("<p>Text eins</p>"));
         server.route("/zwei", LocalHttpServer::page("<p>Text zwei</p>"));
         FakeBrowserBridge bridge;
-        const QList<SafariWindow> windows = browserWindows(server);
+        const QList<SafariWindow> windows =
+            browser({{server.address("/eins"), server.address("/keep/mail")}, {server.address("/zwei")}});
         bridge.setWindows(windows);
-        RecordingAccess access(libraryPath());
+        StoreLibraryAccess access{LibraryStore(libraryPath())};
         SleepOptions options;
         options.keepPinned = true;
-        options.pinnedDomains = {QStringLiteral("/keep/")};
-
+        options.pinnedDomains = {u"/keep/"_s};
         QList<SleepStage> stages;
         const SleepRun::Outcome outcome = run(access, &bridge, options, false, &stages);
 
-        QCOMPARE(outcome.stage.kind, Kind::done);
         QCOMPARE(kindsOf(stages), (QList<Kind>{Kind::reading, Kind::fetching, Kind::summarizing, Kind::grouping,
                                                Kind::closing, Kind::done}));
-        QCOMPARE(stages.at(1), SleepStage::fetching(0, 3));
-        QVERIFY(stages.contains(SleepStage::fetching(3, 3)));
-        QCOMPARE(access.writes.size(), 4);
-        QCOMPARE(access.writes[1].withText, 2);
-        QCOMPARE(bridge.closeRequests(), QList<QSet<QString>>{addressesOf(windows)});
+        QCOMPARE(count(stored(), [](const SavedTab &t) { return !t.text.isEmpty(); }), 2);
+        QCOMPARE(bridge.closeRequests(), (QList<QSet<QString>>{{server.address("/eins"), server.address("/keep/mail"),
+                                                                 server.address("/zwei")}}));
         QCOMPARE(bridge.keepRequests(), QList<QStringList>{options.pinnedDomains});
-        QCOMPARE(addressesOf(bridge.windows()), QSet<QString>{server.address("/keep/mail")});
-
-        SleepStats expected;
-        expected.tabs = 3;
-        expected.groups = 2;
-        expected.newTabs = 3;
-        expected.closed = 2;
-        expected.topics = outcome.stage.stats.topics;
-        QCOMPARE(outcome.stage.stats, expected);
+        QCOMPARE(bridge.windows().value(0).tabs, windows[0].tabs.mid(1)); // the pinned tab stays
+        QVERIFY(bridge.windows().value(1).tabs.isEmpty());
+        const SleepStats stats = outcome.stage.stats;
+        QCOMPARE(QList<int>({stats.tabs, stats.groups, stats.newTabs, stats.closed}), QList<int>({3, 2, 3, 2}));
     }
 
-    void withoutContentNothingIsFetched()
-    {
-        LocalHttpServer server;
-        FakeBrowserBridge bridge;
-        bridge.setWindows(browserWindows(server));
-        RecordingAccess access(libraryPath());
-        SleepOptions options;
-        options.saveContent = false;
-        options.groupByWindow = false;
-        options.sortByTopic = false;
-        QList<SleepStage> stages;
-        const SleepRun::Outcome outcome = run(access, &bridge, options, false, &stages);
-        QCOMPARE(outcome.stage.kind, Kind::done);
-        QVERIFY(!kindsOf(stages).contains(Kind::fetching));
-        QVERIFY(server.requests().isEmpty());
-        QCOMPARE(outcome.stage.stats.groups, 1);
-        QCOMPARE(outcome.stage.stats.topics, 0);
-        QCOMPARE(outcome.stage.stats.closed, 3);
-        QVERIFY(outcome.data.topics.isEmpty());
-        QCOMPARE(outcome.data.windows.size(), 1);
-        QVERIFY(outcome.data.windows[0].title.startsWith(QStringLiteral("Sammlung · ")));
-    }
-
+    // A run that fails closes nothing it has not saved; what it saved stays.
     void failures_data()
     {
         QTest::addColumn<int>("situation");
-        QTest::addColumn<QString>("message");
-        QTest::newRow("browser refuses") << 0 << SafariError::permissionDenied().errorDescription();
-        QTest::newRow("browser not running") << 1 << SafariError::notRunning().errorDescription();
-        QTest::newRow("no bridge") << 2 << SafariError::notRunning().errorDescription();
-        QTest::newRow("windows without tabs") << 3 << PlatformWords::emptyBrowser({});
+        QTest::addColumn<QList<Kind>>("end");   // the last stages
+        QTest::addColumn<QString>("message");   // empty: any
+        QTest::addColumn<int>("saved");          // tabs in the file afterwards
+        const QList<Kind> early{Kind::reading, Kind::failed}, unsaved{Kind::grouping, Kind::failed};
+        const QList<Kind> closing{Kind::closing, Kind::failed};
+        const QString notRunning = SafariError::notRunning().errorDescription();
+        const QString refused = SafariError::permissionDenied().errorDescription();
+        QTest::newRow("browser refuses") << 0 << early << refused << 0;
+        QTest::newRow("no bridge") << 1 << early << notRunning << 0;
+        QTest::newRow("windows without tabs") << 2 << early << QString() << 0;
+        QTest::newRow("write fails") << 3 << unsaved << QString() << 0;
+        QTest::newRow("address missing on read-back") << 4 << unsaved << QString() << 2;
+        QTest::newRow("browser quits after the snapshot") << 5 << closing << notRunning << 2;
+        QTest::newRow("browser refuses to close") << 6 << closing << refused << 2;
     }
 
     void failures()
     {
         QFETCH(int, situation);
+        QFETCH(QList<Kind>, end);
         QFETCH(QString, message);
+        QFETCH(int, saved);
         FakeBrowserBridge bridge;
-        bridge.setWindows({SafariWindow{1, {SafariTab{"A", "https://a.ch/", 1}}}});
+        const QList<SafariWindow> windows = browser(situation == 2 ? QList<QStringList>{{}, {}}
+                                                                   : QList<QStringList>{{u"https://a.ch/"_s, u"https://b.ch/"_s}});
+        bridge.setWindows(windows);
         if (situation == 0)
             bridge.failWith(SafariError::permissionDenied());
-        if (situation == 1)
-            bridge.failWith(SafariError::notRunning());
-        if (situation == 3)
-            bridge.setWindows({SafariWindow{1, {}}, SafariWindow{2, {}}});
-        RecordingAccess access(libraryPath());
+        if (situation == 3) // a file where the library's folder should be; permissions do not stop root
+            QVERIFY(TestSupport::writeFile(m_dir->filePath(QStringLiteral("Pellmora")), "kein Ordner"));
+        if (situation == 5)
+            bridge.failAfter(FakeBrowserBridge::Call::Snapshot, SafariError::notRunning());
+        if (situation == 6)
+            bridge.failOn(FakeBrowserBridge::Call::Close, SafariError::permissionDenied());
+        HidingAccess access(libraryPath());
+        if (situation == 4)
+            access.hidden = u"https://b.ch/"_s;
         QList<SleepStage> stages;
-        const SleepRun::Outcome outcome = run(access, situation == 2 ? nullptr : &bridge, SleepOptions(), false, &stages);
-        QCOMPARE(outcome.stage, SleepStage::failed(message));
-        QCOMPARE(stages, (QList<SleepStage>{SleepStage::reading(), SleepStage::failed(message)}));
-        QVERIFY(access.writes.isEmpty());
-        QVERIFY(!QFile::exists(libraryPath()));
-    }
-
-    void failedWriteClosesNothing()
-    {
-        // Tests run as root, so a read-only folder would not stop the write;
-        // a file where the library's folder should be does.
-        QVERIFY(TestSupport::writeFile(m_dir->filePath(QStringLiteral("Pellmora")), "kein Ordner"));
-        StoreLibraryAccess access{LibraryStore(libraryPath())};
-        FakeBrowserBridge bridge;
-        const QList<SafariWindow> windows = {SafariWindow{1, {SafariTab{"A", "https://a.ch/", 1},
-                                                               SafariTab{"B", "https://b.ch/", 2}}}};
-        bridge.setWindows(windows);
-        SleepOptions options;
-        options.saveContent = false;
-        QList<SleepStage> stages;
-        const SleepRun::Outcome outcome = run(access, &bridge, options, false, &stages);
-
+        const SleepRun::Outcome outcome =
+            run(access, situation == 1 ? nullptr : &bridge, SleepOptions{true, false, false, false, {}}, false, &stages);
         QCOMPARE(outcome.stage.kind, Kind::failed);
-        QVERIFY(!access.lastError().isEmpty());
-        QCOMPARE(outcome.stage.message, access.lastError());
-        QCOMPARE(outcome.stage.message.count(QStringLiteral("Speichern fehlgeschlagen")), 1);
-        QVERIFY(!kindsOf(stages).contains(Kind::closing));
+        QVERIFY(!outcome.stage.message.isEmpty());
+        if (!message.isEmpty())
+            QCOMPARE(outcome.stage.message, message);
+        QCOMPARE(kindsOf(stages).last(2), end);
+        // Neither the content nor topics were asked for.
+        QVERIFY(!kindsOf(stages).contains(Kind::fetching) && outcome.data.topics.isEmpty());
         QVERIFY(bridge.closeRequests().isEmpty());
         QCOMPARE(bridge.windows(), windows);
-    }
-
-    void addressMissingOnReadBackClosesNothing()
-    {
-        RecordingAccess access(libraryPath());
-        access.hideOnReadBack = QStringLiteral("https://b.ch/");
-        FakeBrowserBridge bridge;
-        const QList<SafariWindow> windows = {SafariWindow{1, {SafariTab{"A", "https://a.ch/", 1},
-                                                               SafariTab{"B", "https://b.ch/", 2}}}};
-        bridge.setWindows(windows);
-        SleepOptions options;
-        options.saveContent = false;
-        const SleepRun::Outcome outcome = run(access, &bridge, options, false);
-        QCOMPARE(outcome.stage, SleepStage::failed(
-                                    QStringLiteral("Speichern fehlgeschlagen: 1 Adresse fehlt in der gespeicherten Bibliothek.")));
-        QVERIFY(bridge.closeRequests().isEmpty());
-        QCOMPARE(bridge.windows(), windows);
-        // What was saved stays saved.
-        QCOMPARE(LibraryStore(libraryPath()).load().tabs.size(), 2);
-    }
-
-    void closingErrorEndsFailedKeepingTheLibrary()
-    {
-        // Refuses every call after the snapshot, as a browser quitting mid-run would.
-        class QuittingBridge final : public BrowserBridge
-        {
-        public:
-            FakeBrowserBridge inner;
-            bool isSafariRunning() const override { return inner.isSafariRunning(); }
-            SafariResult<QList<SafariWindow>> snapshotWindows() override
-            {
-                auto windows = inner.snapshotWindows();
-                inner.failWith(SafariError::notRunning());
-                return windows;
-            }
-            SafariResult<SafariTabCount> countTabs() override { return inner.countTabs(); }
-            SafariResult<int> closeTabs(const QSet<QString> &urls, const QStringList &keep) override
-            {
-                return inner.closeTabs(urls, keep);
-            }
-            SafariStatus reopen(const QList<QUrl> &urls, bool newWindow) override
-            {
-                return inner.reopen(urls, newWindow);
-            }
-            void openWithWorkspace(const QList<QUrl> &urls) override { inner.openWithWorkspace(urls); }
-        };
-        QuittingBridge bridge;
-        bridge.inner.setWindows({SafariWindow{1, {SafariTab{"A", "https://a.ch/", 1}}}});
-        RecordingAccess access(libraryPath());
-        SleepOptions options;
-        options.saveContent = false;
-        QList<SleepStage> stages;
-        const SleepRun::Outcome outcome = run(access, &bridge, options, false, &stages);
-        QCOMPARE(outcome.stage, SleepStage::failed(SafariError::notRunning().errorDescription()));
-        QCOMPARE(kindsOf(stages).mid(kindsOf(stages).size() - 2), (QList<Kind>{Kind::closing, Kind::failed}));
-        QCOMPARE(LibraryStore(libraryPath()).load().tabs.size(), 1);
+        QCOMPARE(stored().tabs.size(), saved);
     }
 
     void stopKeepsWhatWasSaved()
     {
         FakeBrowserBridge bridge;
-        const QList<SafariWindow> windows = DemoData::safariSnapshot();
-        bridge.setWindows(windows);
-        RecordingAccess access(libraryPath());
-        SleepOptions options;
-        options.saveContent = false;
-        std::stop_source source;
+        bridge.setWindows(DemoData::safariSnapshot());
+        StoreLibraryAccess access{LibraryStore(libraryPath())};
+        std::stop_source stop;
         QList<SleepStage> stages;
-        const SleepRun sleep(*m_pipeline, access, &bridge, m_clock);
-        const SleepRun::Outcome outcome = sleep.run(options, false, [&](const SleepStage &stage) {
-            stages.append(stage);
-            if (stage == SleepStage::summarizing(10, 52))
-                source.request_stop();
-        }, source.get_token());
-
+        const SleepRun::Outcome outcome = run(access, &bridge, SleepOptions{true, true, false, false, {}}, false,
+                                              &stages, &stop);
         QVERIFY(outcome.cancelled);
         QCOMPARE(outcome.stage, SleepStage::idle());
-        QCOMPARE(stages.last(), SleepStage::summarizing(10, 52));
+        QCOMPARE(stages.last(), SleepStage::summarizing(10, 52)); // nothing reported after the stop
         QVERIFY(bridge.closeRequests().isEmpty());
-        const LibraryData stored = LibraryStore(libraryPath()).load();
-        QCOMPARE(stored.tabs.size(), 52);
-        qsizetype summarised = 0;
-        for (const SavedTab &tab : stored.tabs)
-            summarised += tab.summary.isEmpty() ? 0 : 1;
-        QCOMPARE(summarised, 10);
-        QVERIFY(stored.topics.isEmpty());
-    }
-
-    void liveLibraryFromAWorkerThread()
-    {
-        Library library{LibraryStore(libraryPath())};
-        QSignalSpy changes(&library, &Library::dataChanged);
-        LiveLibraryAccess access(&library);
-        SleepRun::Outcome outcome;
-        QList<SleepStage> stages;
-        QThread *worker = QThread::create([&] {
-            const SleepRun sleep(*m_pipeline, access, nullptr, m_clock);
-            outcome = sleep.run(SleepOptions(), true, [&](const SleepStage &stage) { stages.append(stage); });
-        });
-        QEventLoop loop;
-        connect(worker, &QThread::finished, &loop, &QEventLoop::quit);
-        worker->start();
-        loop.exec();
-        worker->wait();
-        delete worker;
-
-        QCOMPARE(outcome.stage.kind, Kind::done);
-        QCOMPARE(changes.size(), 3);
-        QCOMPARE(library.data(), outcome.data);
-        QCOMPARE(LibraryStore(libraryPath()).load(), outcome.data);
-        QVERIFY(library.lastError().isEmpty());
+        const LibraryData saved = stored();
+        QCOMPARE(saved.tabs.size(), 52);
+        QCOMPARE(count(saved, [](const SavedTab &t) { return !t.summary.isEmpty(); }), 10);
+        QVERIFY(saved.topics.isEmpty());
     }
 };
 
