@@ -128,7 +128,7 @@ void TestAppModel::selectionShowsItsTabs_data()
 {
     QTest::addColumn<QString>("key");
     QTest::addColumn<QList<int>>("tabs");
-    // Window 2's tabs were saved later; reminders at 18, 20 and 25.
+    // Window 2's tabs were saved a day later; the reminders come on tabs 3, 1, 4.
     QTest::newRow("all: newest run first") << "all" << QList<int>{3, 4, 1, 2};
     QTest::newRow("notes") << "notes" << QList<int>{4, 2};
     QTest::newRow("reminders: soonest first") << "reminders" << QList<int>{3, 1, 4};
