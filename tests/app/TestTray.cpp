@@ -1,225 +1,152 @@
-#include <QAction>
-#include <QMenu>
+// The tray item: the due count it shows and draws on the moon, the popover
+// closing by its links or losing the focus, and where it opens.
+#include "MoonIcon.h"
+#include "PopoverPlacement.h"
+#include "QmlModule.h"
+#include "TrayController.h"
+
 #include <QQmlEngine>
+#include <QQuickItem>
 #include <QQuickView>
 #include <QSignalSpy>
 #include <QTest>
 
-#include "MoonIcon.h"
-#include "QmlModule.h"
-#include "TrayController.h"
+#include <memory>
 #include "TestRegistry.h"
 
-// The tray item and its moon: the menu's entries, the popover toggle and the
-// drawn icon with its badge.
 class TestTray : public QObject
 {
     Q_OBJECT
 
 private slots:
-    void menuEntries_data();
-    void menuEntries();
-    void popoverToggles();
-    void popoverClosesWhenItLosesFocus_data();
-    void popoverClosesWhenItLosesFocus();
-    void badgeAndToolTip();
-    void badgeText_data();
-    void badgeText();
-    void moonReadsOnLightAndDark_data();
-    void moonReadsOnLightAndDark();
-    void badgeDrawnOnlyForACount();
+    void init();
+    void cleanup();
+    void dueCountAndSaveFailure_data();
+    void dueCountAndSaveFailure();
+    void popoverCloses_data();
+    void popoverCloses();
+    void popoverPlacement_data();
+    void popoverPlacement();
+
+private:
+    std::unique_ptr<QQmlEngine> m_engine;
+    std::unique_ptr<TrayController> m_tray;
 };
 
-void TestTray::menuEntries_data()
+void TestTray::init()
 {
-    QTest::addColumn<int>("index");
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<QByteArray>("signal");
-    QTest::newRow("library") << 0 << QStringLiteral("Bibliothek öffnen")
-                             << QByteArray(SIGNAL(openLibraryRequested()));
-    QTest::newRow("chat") << 1 << QStringLiteral("Frag deine Tabs")
-                          << QByteArray(SIGNAL(openChatRequested()));
-    QTest::newRow("context") << 2 << QStringLiteral("Mein Kontext")
-                             << QByteArray(SIGNAL(openContextRequested()));
-    QTest::newRow("settings") << 3 << QStringLiteral("Einstellungen …")
-                              << QByteArray(SIGNAL(openSettingsRequested()));
-    QTest::newRow("quit") << 5 << QStringLiteral("Pellmora beenden")
-                          << QByteArray(SIGNAL(quitRequested()));
-}
-
-void TestTray::menuEntries()
-{
-    QFETCH(int, index);
-    QFETCH(QString, text);
-    QFETCH(QByteArray, signal);
-    QQmlEngine engine;
-    QmlModule::prepare(engine);
-    TrayController tray(&engine);
-    const QList<QAction *> actions = tray.contextMenu()->actions();
-    QCOMPARE(actions.size(), 6);
-    QVERIFY(actions.at(4)->isSeparator());
-    QCOMPARE(actions.at(index)->text(), text);
-
-    QSignalSpy spy(&tray, signal.constData());
-    const QList<QByteArray> all = {SIGNAL(openLibraryRequested()), SIGNAL(openChatRequested()),
-                                   SIGNAL(openContextRequested()),
-                                   SIGNAL(openSettingsRequested()), SIGNAL(quitRequested())};
-    std::vector<std::unique_ptr<QSignalSpy>> others;
-    for (const QByteArray &s : all) {
-        if (s != signal)
-            others.push_back(std::make_unique<QSignalSpy>(&tray, s.constData()));
-    }
-    actions.at(index)->trigger();
-    QCOMPARE(spy.size(), 1);
-    for (const auto &other : others)
-        QCOMPARE(other->size(), 0);
-}
-
-void TestTray::popoverToggles()
-{
-    QQmlEngine engine;
-    QmlModule::prepare(engine);
-    TrayController tray(&engine);
+    m_engine = std::make_unique<QQmlEngine>();
+    QmlModule::prepare(*m_engine);
+    m_tray = std::make_unique<TrayController>(m_engine.get());
     // The real view needs the application model; the stub has the same links.
-    tray.setPopoverSource(QUrl::fromLocalFile(QFINDTESTDATA("PopoverStub.qml")));
-    QSignalSpy aboutToShow(&tray, &TrayController::popoverAboutToShow);
-    QVERIFY(!tray.isPopoverVisible());
+    m_tray->setPopoverSource(QUrl::fromLocalFile(QFINDTESTDATA("PopoverStub.qml")));
+}
 
-    tray.togglePopover();
-    QVERIFY(tray.isPopoverVisible());
-    QCOMPARE(aboutToShow.size(), 1);
-    QQuickView *popover = tray.popover();
-    QVERIFY(popover);
-    QCOMPARE(popover->width(), TrayController::kPopoverWidth);
-    QVERIFY(popover->height() > 0);
-    QVERIFY(popover->flags().testFlag(Qt::FramelessWindowHint));
+void TestTray::cleanup()
+{
+    m_tray.reset();
+    m_engine.reset();
+}
 
-    tray.togglePopover();
-    QVERIFY(!tray.isPopoverVisible());
-    QCOMPARE(aboutToShow.size(), 1);
+void TestTray::dueCountAndSaveFailure_data()
+{
+    QTest::addColumn<int>("count");
+    QTest::addColumn<QString>("shown"); // in the title and the tooltip
+    QTest::addColumn<QString>("badge"); // on the moon
+    QTest::newRow("none") << 0 << QString() << QString();
+    QTest::newRow("negative") << -1 << QString() << QString();
+    QTest::newRow("one") << 1 << "1" << "1";
+    QTest::newRow("two digits") << 99 << "99" << "99";
+    QTest::newRow("capped on the moon only") << 100 << "100" << "99+";
+}
 
-    // The same window comes back.
-    tray.togglePopover();
-    QCOMPARE(tray.popover(), popover);
+void TestTray::dueCountAndSaveFailure()
+{
+    QFETCH(int, count);
+    QFETCH(QString, shown);
+    QFETCH(QString, badge);
+    m_tray->setDueCount(count);
+    QCOMPARE(m_tray->title().isEmpty(), shown.isEmpty());
+    QVERIFY(m_tray->title().contains(shown) && m_tray->toolTip().contains(shown));
+    QCOMPARE(MoonIcon::badgeText(m_tray->badgeCount()), badge);
+    QCOMPARE(MoonIcon::renderWithBadge(32, count) == MoonIcon::render(32), badge.isEmpty());
+    // A failed save is told whatever the count, until a write succeeds.
+    const QString calm = m_tray->toolTip();
+    m_tray->setSaveFailed(true);
+    QVERIFY(m_tray->toolTip() != calm && m_tray->toolTip().contains(shown));
+    m_tray->setSaveFailed(false);
+    QCOMPARE(m_tray->toolTip(), calm);
+}
+
+void TestTray::popoverCloses_data()
+{
+    QTest::addColumn<QByteArray>("how");
+    QTest::addColumn<QByteArray>("signal"); // what the owner is asked for, if anything
+    QTest::addColumn<bool>("closes");
+    QTest::newRow("toggled") << QByteArray("toggle") << QByteArray() << true;
+    QTest::newRow("library link") << QByteArray("openLibrary") << QByteArray(SIGNAL(openLibraryRequested())) << true;
+    QTest::newRow("chat link") << QByteArray("openChat") << QByteArray(SIGNAL(openChatRequested())) << true;
+    QTest::newRow("focus lost") << QByteArray("focus") << QByteArray() << true;
+    // During a run the browser takes the focus as its tabs close.
+    QTest::newRow("focus lost while held open") << QByteArray("held") << QByteArray() << false;
+}
+
+void TestTray::popoverCloses()
+{
+    QFETCH(QByteArray, how);
+    QFETCH(QByteArray, signal);
+    QFETCH(bool, closes);
+    m_tray->setHeldOpen(how == "held");
+    QSignalSpy aboutToShow(m_tray.get(), &TrayController::popoverAboutToShow);
+    m_tray->togglePopover();
+    QQuickView *popover = m_tray->popover();
+    QVERIFY(QTest::qWaitForWindowActive(popover));
+    QSignalSpy asked(m_tray.get(), signal.isEmpty() ? SIGNAL(quitRequested()) : signal.constData());
+    QWindow other;
+    if (how == "toggle") {
+        m_tray->togglePopover();
+    } else if (how.startsWith("open")) {
+        QVERIFY(QMetaObject::invokeMethod(popover->rootObject(), how.constData()));
+    } else {
+        other.show();
+        other.requestActivate();
+        QVERIFY(QTest::qWaitForWindowActive(&other));
+    }
+    QTRY_COMPARE(m_tray->isPopoverVisible(), !closes);
+    QCOMPARE(asked.size(), signal.isEmpty() ? 0 : 1);
+    // The same window comes back, and the owner hears of it each time.
+    m_tray->hidePopover();
+    m_tray->togglePopover();
+    QCOMPARE(m_tray->popover(), popover);
     QCOMPARE(aboutToShow.size(), 2);
 }
 
-void TestTray::popoverClosesWhenItLosesFocus_data()
+void TestTray::popoverPlacement_data()
 {
-    QTest::addColumn<bool>("held");
-    QTest::newRow("at rest") << false;
-    QTest::newRow("held open during a run") << true;
+    QTest::addColumn<QRect>("tray");
+    QTest::addColumn<QRect>("screen");
+    QTest::addColumn<QPoint>("expected");
+    // A 420×500 popover, 8 points from the screen's edges, 6 from the icon.
+    const QRect screen(0, 0, 1920, 1080);
+    QTest::newRow("top panel, centred under the icon") << QRect(1000, 0, 20, 28) << screen << QPoint(800, 34);
+    QTest::newRow("top panel, right edge") << QRect(1890, 0, 24, 28) << screen << QPoint(1492, 34);
+    QTest::newRow("top panel, left edge") << QRect(4, 0, 24, 28) << screen << QPoint(8, 34);
+    QTest::newRow("bottom panel, above") << QRect(1800, 1050, 30, 30) << screen << QPoint(1492, 544);
+    QTest::newRow("unknown icon: top centre") << QRect() << screen << QPoint(750, 8);
+    QTest::newRow("empty icon") << QRect(0, 0, 0, 0) << screen << QPoint(750, 8);
+    const QRect second(1920, 0, 1280, 1024);
+    QTest::newRow("second screen, unknown icon") << QRect() << second << QPoint(2350, 8);
+    QTest::newRow("second screen, top panel") << QRect(3100, 0, 24, 24) << second << QPoint(2772, 30);
+    QTest::newRow("too tall for the space below") << QRect(1000, 0, 20, 28) << QRect(0, 0, 1920, 400) << QPoint(800, 8);
+    QTest::newRow("screen narrower than it") << QRect(100, 0, 20, 20) << QRect(0, 0, 300, 800) << QPoint(8, 26);
 }
 
-void TestTray::popoverClosesWhenItLosesFocus()
+void TestTray::popoverPlacement()
 {
-    QFETCH(bool, held);
-    QQmlEngine engine;
-    QmlModule::prepare(engine);
-    TrayController tray(&engine);
-    tray.setPopoverSource(QUrl::fromLocalFile(QFINDTESTDATA("PopoverStub.qml")));
-    tray.setHeldOpen(held);
-    tray.togglePopover();
-    QQuickView *popover = tray.popover();
-    QVERIFY(popover);
-    popover->requestActivate();
-    if (!QTest::qWaitForWindowActive(popover))
-        QSKIP("the platform does not activate windows");
-    QWindow other;
-    other.resize(50, 50);
-    other.show();
-    other.requestActivate();
-    if (!held) {
-        QTRY_VERIFY(!tray.isPopoverVisible());
-        return;
-    }
-    QTRY_VERIFY(other.isActive());
-    QVERIFY(tray.isPopoverVisible());
-}
-
-void TestTray::badgeAndToolTip()
-{
-    QQmlEngine engine;
-    TrayController tray(&engine);
-    QCOMPARE(tray.toolTip(), QStringLiteral("Pellmora"));
-    tray.setToolTip(QStringLiteral("Pellmora: 3 fällige Erinnerungen"));
-    QCOMPARE(tray.toolTip(), QStringLiteral("Pellmora: 3 fällige Erinnerungen"));
-    tray.setBadgeCount(3);
-    QCOMPARE(tray.badgeCount(), 3);
-    tray.setBadgeCount(-2);
-    QCOMPARE(tray.badgeCount(), 0);
-}
-
-void TestTray::badgeText_data()
-{
-    QTest::addColumn<int>("count");
-    QTest::addColumn<QString>("text");
-    QTest::newRow("none") << 0 << QString();
-    QTest::newRow("negative") << -1 << QString();
-    QTest::newRow("one") << 1 << QStringLiteral("1");
-    QTest::newRow("two digits") << 99 << QStringLiteral("99");
-    QTest::newRow("capped") << 100 << QStringLiteral("99+");
-}
-
-void TestTray::badgeText()
-{
-    QFETCH(int, count);
-    QFETCH(QString, text);
-    QCOMPARE(MoonIcon::badgeText(count), text);
-}
-
-void TestTray::moonReadsOnLightAndDark_data()
-{
-    QTest::addColumn<int>("size");
-    QTest::newRow("16") << 16;
-    QTest::newRow("22") << 22;
-    QTest::newRow("64") << 64;
-}
-
-void TestTray::moonReadsOnLightAndDark()
-{
-    QFETCH(int, size);
-    const QImage moon = MoonIcon::render(size);
-    QCOMPARE(moon.size(), QSize(size, size));
-    int light = 0;
-    int dark = 0;
-    int clear = 0;
-    for (int y = 0; y < size; ++y) {
-        for (int x = 0; x < size; ++x) {
-            const QColor c = moon.pixelColor(x, y);
-            if (c.alpha() == 0) {
-                ++clear;
-                continue;
-            }
-            if (c.alpha() < 250)
-                continue;
-            if (c.lightness() > 180)
-                ++light;
-            else if (c.lightness() < 80)
-                ++dark;
-        }
-    }
-    // A crescent: transparent bite, light body, dark rim.
-    QVERIFY2(clear > size * size / 4, qPrintable(QString::number(clear)));
-    QVERIFY2(light > 0, "no light body");
-    QVERIFY2(dark > 0, "no dark rim");
-    // The bite is at the upper right.
-    QCOMPARE(moon.pixelColor(size * 3 / 4, size / 4).alpha(), 0);
-    QVERIFY(moon.pixelColor(size / 4, size / 2).alpha() > 0);
-}
-
-void TestTray::badgeDrawnOnlyForACount()
-{
-    const int size = 32;
-    QCOMPARE(MoonIcon::renderWithBadge(size, 0), MoonIcon::render(size));
-    const QImage badged = MoonIcon::renderWithBadge(size, 3);
-    QVERIFY(badged != MoonIcon::render(size));
-    // Red disc at the lower right, moon untouched at the upper left.
-    const QColor corner = badged.pixelColor(size - 3, size - size / 4);
-    QVERIFY2(corner.red() > 150 && corner.green() < 90, qPrintable(corner.name()));
-    QCOMPARE(badged.pixelColor(4, 4), MoonIcon::render(size).pixelColor(4, 4));
-    QVERIFY(!MoonIcon::icon(3).isNull());
-    QVERIFY(MoonIcon::icon().availableSizes().contains(QSize(22, 22)));
+    QFETCH(QRect, tray);
+    QFETCH(QRect, screen);
+    QFETCH(QPoint, expected);
+    QCOMPARE(PopoverPlacement::position(tray, screen, QSize(420, 500)), expected);
 }
 
 PELLMORA_TEST_MAIN(TestTray)
