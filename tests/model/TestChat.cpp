@@ -1,48 +1,49 @@
 #include <QJsonArray>
-#include <QJsonDocument>
 #include <QJsonObject>
-#include <QMutex>
 #include <QtTest>
 
 #include <memory>
 
 #include "AIStatus.h"
-#include "ModelConfig.h"
 #include "Chat.h"
 #include "Embedder.h"
-#include "LocalHttpServer.h"
+#include "FakeModelServer.h"
+#include "LibraryBuilder.h"
 #include "ModelClient.h"
-#include "PlatformWords.h"
+#include "Summarizer.h"
 #include "TestRegistry.h"
 
 using namespace std::chrono_literals;
+using Response = LocalHttpServer::Response;
 
 namespace {
 
-// Names the model configured at the moment of the answer.
-QString note()
+// Tab n has the summary "Inhalt n.", except tab 1, which has none.
+QList<SavedTab> hits(int count)
 {
-    return PlatformWords::chatFallbackNote(ModelConfig::current().modelName);
-}
-
-SavedTab tabNamed(const QString &title, const QString &summary = {}, const QString &domain = QStringLiteral("a.ch"))
-{
-    SavedTab tab;
-    tab.id = QUuid::createUuid();
-    tab.url = QStringLiteral("https://") + domain + QStringLiteral("/") + QString::number(qHash(title));
-    tab.title = title;
-    tab.domain = domain;
-    tab.summary = summary;
-    tab.savedAt = QDateTime(QDate(2026, 11, 16), QTime(20, 31), Qt::UTC);
-    return tab;
-}
-
-QList<SavedTab> hitsNamed(int count)
-{
-    QList<SavedTab> hits;
+    LibraryBuilder builder;
     for (int i = 1; i <= count; ++i)
-        hits.append(tabNamed(QStringLiteral("Tab %1").arg(i), QStringLiteral("Inhalt %1.").arg(i)));
-    return hits;
+        builder.tab(QStringLiteral("Tab %1").arg(i)).summary(i == 1 ? QString() : QStringLiteral("Inhalt %1.").arg(i));
+    return builder.build().tabs;
+}
+
+QJsonObject record(const QJsonValue &intro, const QList<std::pair<double, QString>> &picks)
+{
+    QJsonArray array;
+    for (const auto &[number, reason] : picks)
+        array.append(QJsonObject{{"number", number}, {"reason", reason}});
+    QJsonObject out{{"picks", array}};
+    if (!intro.isUndefined())
+        out.insert("intro", intro);
+    return out;
+}
+
+QStringList titlesOf(const ChatAnswer &answer)
+{
+    QStringList titles;
+    for (const ChatCard &card : answer.cards)
+        titles.append(card.tab.title);
+    return titles;
 }
 
 QStringList reasonsOf(const ChatAnswer &answer)
@@ -53,30 +54,19 @@ QStringList reasonsOf(const ChatAnswer &answer)
     return reasons;
 }
 
-QStringList titlesOf(const QList<SavedTab> &tabs)
+// Zero vectors leave the ranking to the words alone.
+LibraryData library(LibraryBuilder builder, int tabs)
 {
-    QStringList titles;
-    for (const SavedTab &tab : tabs)
-        titles.append(tab.title);
-    return titles;
+    const Embedder embedder(false);
+    LibraryData data = builder.embedderKind(embedder.kind());
+    for (int n = 1; n <= tabs; ++n)
+        data.embeddings.insert(idText(LibraryBuilder::tabId(n)), Vector(embedder.dimension(), 0.0f));
+    return data;
 }
 
-LocalHttpServer::Response ollamaChat(const QJsonObject &record, int status = 200, int delayMs = 0)
+LibraryData oneCamera()
 {
-    const QJsonObject answer{{"model", "gemma"},
-                             {"message", QJsonObject{{"role", "assistant"},
-                                                     {"content", QString::fromUtf8(QJsonDocument(record).toJson(
-                                                                     QJsonDocument::Compact))}}},
-                             {"done", true}};
-    LocalHttpServer::Response r =
-        LocalHttpServer::page(QJsonDocument(answer).toJson(QJsonDocument::Compact), "application/json", delayMs);
-    r.status = status;
-    return r;
-}
-
-QJsonObject pick(int number, const QString &reason)
-{
-    return {{"number", number}, {"reason", reason}};
+    return library(LibraryBuilder().tab("Kamera").summary("Kameras."), 1);
 }
 
 } // namespace
@@ -86,299 +76,131 @@ class TestChat : public QObject
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
+    void init() { ModelClient::forgetApis(); }
 
-    void hitLine_data();
-    void hitLine();
-    void promptText();
-    void fallbackAnswer_data();
-    void fallbackAnswer();
-    void fromReply_data();
-    void fromReply();
-    void replyFrom_data();
-    void replyFrom();
+    void reply_data()
+    {
+        QTest::addColumn<QJsonObject>("record");
+        QTest::addColumn<int>("hitCount");
+        QTest::addColumn<QStringList>("titles"); // empty: the record does not fit the schema
+        QTest::addColumn<QStringList>("reasons");
+        QTest::newRow("repeated and unknown numbers dropped")
+            << record("Ja.", {{3, "Weil."}, {3, "Nochmal."}, {9, "Fehlt."}}) << 8 << QStringList{"Tab 3"}
+            << QStringList{"Weil."};
+        QTest::newRow("model order, reasons untrimmed") << record("Ja.", {{2, " Zwei "}, {1, "Eins"}}) << 8
+                                                        << QStringList{"Tab 2", "Tab 1"} << QStringList{" Zwei ", "Eins"};
+        QTest::newRow("four picks keep three") << record("Ja.", {{1, "A"}, {2, "B"}, {3, "C"}, {4, "D"}}) << 8
+                                               << QStringList{"Tab 1", "Tab 2", "Tab 3"} << QStringList{"A", "B", "C"};
+        QTest::newRow("last of the hits") << record("Ja.", {{2, "Zwei"}}) << 2 << QStringList{"Tab 2"}
+                                          << QStringList{"Zwei"};
+        QTest::newRow("no valid pick: first three with summaries")
+            << record("Ja.", {{0, "Null"}, {-1, "Minus"}, {9, "Neun"}}) << 8 << QStringList{"Tab 1", "Tab 2", "Tab 3"}
+            << QStringList{"", "Inhalt 2.", "Inhalt 3."};
+        QTest::newRow("fractional number") << record("Ja.", {{1.5, "A"}}) << 8 << QStringList{} << QStringList{};
+        QTest::newRow("no intro") << record(QJsonValue::Undefined, {}) << 8 << QStringList{} << QStringList{};
+    }
 
-    void nothingFound();
-    void retrievalWithoutModel();
-    void modelAnswer();
-    void modelFailureFallsBack_data();
-    void modelFailureFallsBack();
-    void noAiSwitchesTheModelOff();
+    void reply()
+    {
+        QFETCH(QJsonObject, record);
+        QFETCH(int, hitCount);
+        QFETCH(QStringList, titles);
+        QFETCH(QStringList, reasons);
+        const std::optional<ChatReply> reply = Chat::replyFrom(record);
+        QCOMPARE(reply.has_value(), !titles.isEmpty());
+        if (!reply)
+            return;
+        const ChatAnswer answer = Chat::fromReply(*reply, hits(hitCount));
+        QCOMPARE(answer.text, "Ja.");
+        QCOMPARE(titlesOf(answer), titles);
+        QCOMPARE(reasonsOf(answer), reasons);
+        QCOMPARE(answer.tabs.size(), titles.size());
+        QVERIFY(answer.byAI);
+    }
+
+    void fallbackAnswer()
+    {
+        // The best three stand with their summaries, or the title without one.
+        const ChatAnswer answer = Chat::fallbackAnswer(hits(8));
+        QCOMPARE(titlesOf(answer), (QStringList{"Tab 1", "Tab 2", "Tab 3"}));
+        QCOMPARE(reasonsOf(answer), (QStringList{"Tab 1", "Inhalt 2.", "Inhalt 3."}));
+        QVERIFY(!answer.byAI);
+    }
+
+    void nothingFound()
+    {
+        FakeModelServer server;
+        const Chat chat(m_embedder);
+        for (const LibraryData &data : {library(LibraryBuilder(), 0), library(LibraryBuilder().tab("Suppenrezept"), 1)}) {
+            const ChatAnswer answer = chat.answer("Kamera", data);
+            QCOMPARE(answer.text, Chat::nothingFoundText());
+            QVERIFY(answer.cards.isEmpty() && !answer.byAI);
+        }
+        QCOMPARE(server.requestCount("/api/chat"), 0);
+    }
+
+    void modelAnswer()
+    {
+        FakeModelServer server;
+        server.answerChat(record("Zwei Tabs passen.", {{2, "Das Objektiv."}, {2, "Doppelt."}, {7, "Gibt es nicht."}}));
+        // Both match the one word alike: the newer is hit 1.
+        const LibraryData data = library(LibraryBuilder()
+                                             .tab("Objektiv für die Kamera").note("Geschenk").read()
+                                             .tab("Kamera kaufen").savedAt(LibraryBuilder::now().addDays(1)),
+                                         2);
+        const ChatAnswer answer = Chat(m_embedder).answer("Kamera", data);
+        QCOMPARE(answer.text, "Zwei Tabs passen.");
+        QCOMPARE(titlesOf(answer), QStringList{"Objektiv für die Kamera"});
+        QCOMPARE(reasonsOf(answer), QStringList{"Das Objektiv."});
+        QVERIFY(answer.byAI);
+        // The numbers the model picks by are those it was shown.
+        const QString sent = FakeModelServer::userMessage(server.bodies().value(0));
+        QVERIFY(sent.contains("1. Kamera kaufen") && sent.contains("2. Objektiv für die Kamera"));
+        QVERIFY(sent.contains("Geschenk"));
+    }
+
+    void modelFailureFallsBack_data()
+    {
+        QTest::addColumn<Response>("response");
+        QTest::newRow("server error") << FakeModelServer::ollamaChat(record("Ja.", {}), 500);
+        QTest::newRow("not the schema") << FakeModelServer::ollamaChat(QJsonObject{{"antwort", "Ja."}});
+        QTest::newRow("too slow") << FakeModelServer::ollamaChat(record("Ja.", {{1, "A"}}), 200, 3000);
+    }
+
+    void modelFailureFallsBack()
+    {
+        QFETCH(Response, response);
+        FakeModelServer server;
+        server.route("/api/chat", response);
+        const ChatAnswer answer = Chat(m_embedder, 300ms).answer("Kamera", oneCamera());
+        QCOMPARE(reasonsOf(answer), QStringList{"Kameras."});
+        QVERIFY(!answer.byAI);
+        QCOMPARE(server.requestCount("/api/chat"), 1);
+    }
 
 private:
-    void startModel();
-    LibraryData library(const QList<SavedTab> &tabs) const;
-
-    std::shared_ptr<Embedder> m_embedder;
-    std::unique_ptr<LocalHttpServer> m_server;
+    std::shared_ptr<Embedder> m_embedder = std::make_shared<Embedder>(false);
 };
 
-void TestChat::init()
+// Runs with PELLMORA_NO_AI set (see CMakeLists.txt): a model that answers
+// is never asked.
+class TestNoModel : public QObject
 {
-    m_embedder = std::make_shared<Embedder>(false);
-    ModelClient::forgetApis();
-    qunsetenv("PELLMORA_MODEL");
-    qunsetenv("PELLMORA_MODEL_URL");
-}
+    Q_OBJECT
 
-void TestChat::cleanup()
-{
-    m_server.reset();
-    qunsetenv("PELLMORA_MODEL");
-    qunsetenv("PELLMORA_MODEL_URL");
-}
-
-void TestChat::startModel()
-{
-    m_server = std::make_unique<LocalHttpServer>();
-    QVERIFY(m_server->isListening());
-    m_server->route("/api/tags", LocalHttpServer::page(R"({"models":[{"name":"gemma"}]})", "application/json"));
-    qputenv("PELLMORA_MODEL_URL", m_server->address(QStringLiteral("/")).toUtf8());
-    qputenv("PELLMORA_MODEL", "gemma");
-}
-
-// Zero vectors leave the ranking to the words alone.
-LibraryData TestChat::library(const QList<SavedTab> &tabs) const
-{
-    LibraryData data;
-    data.embedderKind = m_embedder->kind();
-    data.tabs = tabs;
-    for (const SavedTab &tab : tabs)
-        data.embeddings.insert(idText(tab.id), Vector(m_embedder->dimension(), 0.0f));
-    return data;
-}
-
-void TestChat::hitLine_data()
-{
-    QTest::addColumn<qsizetype>("number");
-    QTest::addColumn<bool>("read");
-    QTest::addColumn<QString>("noteText");
-    QTest::addColumn<QString>("line");
-
-    QTest::newRow("unread, no note") << qsizetype(1) << false << ""
-                                     << "1. Kamera (foto.ch, gespeichert 16.11., nie gelesen): Eine Kamera.";
-    QTest::newRow("read") << qsizetype(2) << true << "" << "2. Kamera (foto.ch, gespeichert 16.11.): Eine Kamera.";
-    QTest::newRow("read with note") << qsizetype(8) << true << "Für Papa"
-                                    << "8. Kamera (foto.ch, gespeichert 16.11.): Eine Kamera. Notiz: Für Papa";
-}
-
-void TestChat::hitLine()
-{
-    QFETCH(qsizetype, number);
-    QFETCH(bool, read);
-    QFETCH(QString, noteText);
-    QFETCH(QString, line);
-    SavedTab tab = tabNamed("Kamera", "Eine Kamera.", "foto.ch");
-    if (read)
-        tab.readAt = tab.savedAt.addDays(1);
-    tab.note = noteText;
-    QCOMPARE(Chat::hitLine(number, tab), line);
-}
-
-void TestChat::promptText()
-{
-    QList<SavedTab> hits = hitsNamed(9);
-    hits[1].summary.clear();
-    const QString prompt = Chat::prompt("Welche Tabs?", hits);
-    QString expected = "Frage: Welche Tabs?\nTreffer aus den gespeicherten Tabs:\n";
-    for (int i = 1; i <= 8; ++i) {
-        expected += QStringLiteral("%1. Tab %1 (a.ch, gespeichert 16.11., nie gelesen): ").arg(i);
-        expected += (i == 2 ? QString() : QStringLiteral("Inhalt %1.").arg(i)) + "\n";
+private slots:
+    void noAiSwitchesTheModelOff()
+    {
+        QVERIFY(AIStatus::forceOff());
+        FakeModelServer server;
+        server.answerChat(record("Ja.", {{1, "A"}}));
+        QVERIFY(!AIStatus::isAvailable());
+        QVERIFY(!Chat(std::make_shared<Embedder>(false)).answer("Kamera", oneCamera()).byAI);
+        QVERIFY(!Summarizer().summarize("Wetter Zürich", "Sonne.").byAI);
+        QCOMPARE(server.requests().size(), 0);
     }
-    expected += "Wähle die bis zu drei passendsten Treffer und sag je in einem Satz, warum.";
-    QCOMPARE(prompt, expected);
-}
-
-void TestChat::fallbackAnswer_data()
-{
-    QTest::addColumn<int>("hitCount");
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<QStringList>("titles");
-
-    QTest::newRow("one") << 1 << "Ein Tab passt am besten zu deiner Frage. " + note() << QStringList{"Tab 1"};
-    QTest::newRow("two") << 2 << "2 Tabs passen am besten zu deiner Frage. " + note() << QStringList{"Tab 1", "Tab 2"};
-    QTest::newRow("eight keep three") << 8 << "3 Tabs passen am besten zu deiner Frage. " + note()
-                                      << QStringList{"Tab 1", "Tab 2", "Tab 3"};
-}
-
-void TestChat::fallbackAnswer()
-{
-    QFETCH(int, hitCount);
-    QFETCH(QString, text);
-    QFETCH(QStringList, titles);
-    QList<SavedTab> hits = hitsNamed(hitCount);
-    hits[0].summary.clear();
-    const ChatAnswer answer = Chat::fallbackAnswer(hits);
-    QCOMPARE(answer.text, text);
-    QCOMPARE(titlesOf(answer.tabs), titles);
-    QCOMPARE(answer.cards.size(), titles.size());
-    // An empty summary gives way to the title.
-    QCOMPARE(answer.cards.first().reason, QStringLiteral("Tab 1"));
-    if (answer.cards.size() > 1)
-        QCOMPARE(answer.cards.at(1).reason, QStringLiteral("Inhalt 2."));
-    QCOMPARE(answer.cards.first().id(), hits.first().id);
-    QVERIFY(!answer.byAI);
-}
-
-void TestChat::fromReply_data()
-{
-    QTest::addColumn<int>("hitCount");
-    QTest::addColumn<QList<ChatPick>>("picks");
-    QTest::addColumn<QStringList>("titles");
-    QTest::addColumn<QStringList>("reasons");
-
-    QTest::newRow("3, 3 and 9 of eight") << 8 << QList<ChatPick>{{3, "Weil."}, {3, "Nochmal."}, {9, "Fehlt."}}
-                                         << QStringList{"Tab 3"} << QStringList{"Weil."};
-    QTest::newRow("model order, reasons untrimmed")
-        << 8 << QList<ChatPick>{{2, " Zwei "}, {1, "Eins"}} << QStringList{"Tab 2", "Tab 1"}
-        << QStringList{" Zwei ", "Eins"};
-    QTest::newRow("0 only: first three with summaries")
-        << 8 << QList<ChatPick>{{0, "Null"}} << QStringList{"Tab 1", "Tab 2", "Tab 3"}
-        << QStringList{"", "Inhalt 2.", "Inhalt 3."};
-    QTest::newRow("number past the hits") << 2 << QList<ChatPick>{{3, "Drei"}, {-1, "Minus"}}
-                                          << QStringList{"Tab 1", "Tab 2"} << QStringList{"", "Inhalt 2."};
-    QTest::newRow("no picks") << 1 << QList<ChatPick>{} << QStringList{"Tab 1"} << QStringList{""};
-    QTest::newRow("last of the hits") << 2 << QList<ChatPick>{{2, "Zwei"}} << QStringList{"Tab 2"}
-                                      << QStringList{"Zwei"};
-}
-
-void TestChat::fromReply()
-{
-    QFETCH(int, hitCount);
-    QFETCH(QList<ChatPick>, picks);
-    QFETCH(QStringList, titles);
-    QFETCH(QStringList, reasons);
-    QList<SavedTab> hits = hitsNamed(hitCount);
-    // No title in place of an empty summary when the picks were all invalid.
-    hits[0].summary.clear();
-    const ChatAnswer answer = Chat::fromReply(ChatReply{"Hier sind sie.", picks}, hits);
-    QCOMPARE(answer.text, QStringLiteral("Hier sind sie."));
-    QCOMPARE(titlesOf(answer.tabs), titles);
-    QCOMPARE(reasonsOf(answer), reasons);
-    QVERIFY(answer.byAI);
-}
-
-void TestChat::replyFrom_data()
-{
-    QTest::addColumn<QJsonObject>("record");
-    QTest::addColumn<bool>("valid");
-    QTest::addColumn<QList<ChatPick>>("picks");
-
-    QTest::newRow("two picks") << QJsonObject{{"intro", "Ja."}, {"picks", QJsonArray{pick(2, "A"), pick(5, "B")}}}
-                               << true << QList<ChatPick>{{2, "A"}, {5, "B"}};
-    QTest::newRow("four picks keep three")
-        << QJsonObject{{"intro", "Ja."}, {"picks", QJsonArray{pick(1, "A"), pick(2, "B"), pick(3, "C"), pick(4, "D")}}}
-        << true << QList<ChatPick>{{1, "A"}, {2, "B"}, {3, "C"}};
-    QTest::newRow("fractional number") << QJsonObject{{"intro", "Ja."}, {"picks", QJsonArray{QJsonObject{
-                                                                             {"number", 1.5}, {"reason", "A"}}}}}
-                                       << false << QList<ChatPick>{};
-    QTest::newRow("no intro") << QJsonObject{{"picks", QJsonArray{}}} << false << QList<ChatPick>{};
-}
-
-void TestChat::replyFrom()
-{
-    QFETCH(QJsonObject, record);
-    QFETCH(bool, valid);
-    QFETCH(QList<ChatPick>, picks);
-    const std::optional<ChatReply> reply = Chat::replyFrom(record);
-    QCOMPARE(reply.has_value(), valid);
-    if (reply) {
-        QCOMPARE(reply->intro, QStringLiteral("Ja."));
-        QCOMPARE(reply->picks, picks);
-    }
-}
-
-void TestChat::nothingFound()
-{
-    startModel();
-    const Chat chat(m_embedder);
-    const ChatAnswer empty = chat.answer("Kamera", library({}));
-    QCOMPARE(empty, (ChatAnswer{"Dazu habe ich in deinen gespeicherten Tabs nichts gefunden.", {}, {}, false}));
-    const ChatAnswer none = chat.answer("Kamera", library({tabNamed("Suppenrezept", "Kochen.")}));
-    QCOMPARE(none.text, QStringLiteral("Dazu habe ich in deinen gespeicherten Tabs nichts gefunden."));
-    QVERIFY(none.cards.isEmpty());
-    QCOMPARE(m_server->requestCount("/api/chat"), 0);
-}
-
-void TestChat::retrievalWithoutModel()
-{
-    const SavedTab soup = tabNamed("Suppenrezept", "Kochen.");
-    SavedTab camera = tabNamed("Kamera kaufen", "");
-    const SavedTab lens = tabNamed("Objektiv für die Kamera", "Objektive im Vergleich.");
-    camera.savedAt = lens.savedAt.addDays(1);
-    // Both tabs match the one word equally: the newer comes first.
-    const ChatAnswer answer = Chat(m_embedder).answer("Kamera", library({soup, lens, camera}));
-    QCOMPARE(titlesOf(answer.tabs), (QStringList{"Kamera kaufen", "Objektiv für die Kamera"}));
-    QCOMPARE(reasonsOf(answer), (QStringList{"Kamera kaufen", "Objektive im Vergleich."}));
-    QCOMPARE(answer.text, "2 Tabs passen am besten zu deiner Frage. " + note());
-    QVERIFY(!answer.byAI);
-}
-
-void TestChat::modelAnswer()
-{
-    startModel();
-    m_server->route("/api/chat", ollamaChat({{"intro", "Zwei Tabs passen."},
-                                             {"picks", QJsonArray{pick(2, "Das Objektiv."), pick(2, "Doppelt."),
-                                                                  pick(7, "Gibt es nicht.")}}}));
-    SavedTab camera = tabNamed("Kamera kaufen", "Kameras.");
-    SavedTab lens = tabNamed("Objektiv für die Kamera", "Objektive.", "foto.ch");
-    lens.note = "Geschenk";
-    lens.readAt = lens.savedAt;
-    camera.savedAt = lens.savedAt.addDays(1);
-    const ChatAnswer answer = Chat(m_embedder).answer("Kamera", library({lens, camera}));
-    QCOMPARE(answer.text, QStringLiteral("Zwei Tabs passen."));
-    QCOMPARE(titlesOf(answer.tabs), QStringList{"Objektiv für die Kamera"});
-    QCOMPARE(reasonsOf(answer), QStringList{"Das Objektiv."});
-    QVERIFY(answer.byAI);
-
-    QCOMPARE(m_server->requestCount("/api/chat"), 1);
-    QString sent;
-    for (const LocalHttpServer::Request &request : m_server->requests()) {
-        if (request.path == "/api/chat") {
-            const QJsonArray messages = QJsonDocument::fromJson(request.body).object().value("messages").toArray();
-            sent = messages.last().toObject().value("content").toString();
-        }
-    }
-    const QString prompt = "Frage: Kamera\nTreffer aus den gespeicherten Tabs:\n"
-                           "1. Kamera kaufen (a.ch, gespeichert 17.11., nie gelesen): Kameras.\n"
-                           "2. Objektiv für die Kamera (foto.ch, gespeichert 16.11.): Objektive. Notiz: Geschenk\n"
-                           "Wähle die bis zu drei passendsten Treffer und sag je in einem Satz, warum.";
-    QCOMPARE(sent, ModelClient::promptWithSchema(prompt, Chat::schema()));
-}
-
-void TestChat::modelFailureFallsBack_data()
-{
-    QTest::addColumn<LocalHttpServer::Response>("response");
-    QTest::newRow("server error") << ollamaChat({{"intro", "Ja."}, {"picks", QJsonArray{}}}, 500);
-    QTest::newRow("not the schema") << ollamaChat({{"antwort", "Ja."}});
-    QTest::newRow("too slow") << ollamaChat({{"intro", "Ja."}, {"picks", QJsonArray{pick(1, "A")}}}, 200, 3000);
-}
-
-void TestChat::modelFailureFallsBack()
-{
-    QFETCH(LocalHttpServer::Response, response);
-    startModel();
-    m_server->route("/api/chat", response);
-    const ChatAnswer answer = Chat(m_embedder, 300ms).answer("Kamera", library({tabNamed("Kamera", "Kameras.")}));
-    QCOMPARE(answer.text, "Ein Tab passt am besten zu deiner Frage. " + note());
-    QCOMPARE(reasonsOf(answer), QStringList{"Kameras."});
-    QVERIFY(!answer.byAI);
-    QCOMPARE(m_server->requestCount("/api/chat"), 1);
-}
-
-// Runs with PELLMORA_NO_AI set, in a process of its own (see CMakeLists.txt).
-void TestChat::noAiSwitchesTheModelOff()
-{
-    if (!AIStatus::forceOff())
-        QSKIP("needs PELLMORA_NO_AI");
-    startModel();
-    m_server->route("/api/chat", ollamaChat({{"intro", "Ja."}, {"picks", QJsonArray{pick(1, "A")}}}));
-    const ChatAnswer answer = Chat(m_embedder).answer("Kamera", library({tabNamed("Kamera", "Kameras.")}));
-    QCOMPARE(answer.text, "Ein Tab passt am besten zu deiner Frage. " + note());
-    QVERIFY(!answer.byAI);
-    QCOMPARE(m_server->requestCount("/api/chat"), 0);
-}
+};
 
 PELLMORA_TEST_GUILESS_MAIN(TestChat)
+PELLMORA_TEST_GUILESS_MAIN(TestNoModel)
 #include "TestChat.moc"

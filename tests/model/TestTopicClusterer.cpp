@@ -1,5 +1,3 @@
-#include <QJsonArray>
-#include <QJsonDocument>
 #include <QJsonObject>
 #include <QtTest>
 
@@ -7,44 +5,53 @@
 #include <memory>
 
 #include "Embedder.h"
-#include "LocalHttpServer.h"
+#include "FakeModelServer.h"
+#include "LibraryBuilder.h"
 #include "ModelClient.h"
 #include "TopicClusterer.h"
 #include "TopicPalette.h"
 #include "TestRegistry.h"
 
 using namespace std::chrono_literals;
-using Groups = QList<QList<qsizetype>>;
+using Numbers = QList<int>; // tab numbers as LibraryBuilder counts them
 
 namespace {
 
 Vector angle(double degrees)
 {
-    const double r = degrees * M_PI / 180.0;
-    return {float(std::cos(r)), float(std::sin(r))};
+    return {float(std::cos(degrees * M_PI / 180.0)), float(std::sin(degrees * M_PI / 180.0))};
 }
 
-Vector unit(qsizetype dimension, qsizetype axis, float weight = 1.0f)
+// Addresses in the order added, so the clusterer's working order (by
+// address) is the library's.
+LibraryData library(const QList<Vector> &vectors, const QStringList &titles = {})
 {
-    Vector v(dimension, 0.0f);
-    v[axis] = weight;
-    return v;
+    LibraryBuilder builder;
+    for (qsizetype i = 0; i < vectors.size(); ++i)
+        builder.tab(titles.value(i, "Tab"), QStringLiteral("https://t.ch/%1").arg(i, 4, 10, QLatin1Char('0')))
+            .vector(vectors.at(i));
+    return builder.embedderKind(Embedder(false).kind());
 }
 
-LocalHttpServer::Response ollamaChat(const QJsonObject &record, int delayMs = 0)
+QList<QUuid> ids(const Numbers &numbers)
 {
-    const QJsonObject answer{{"model", "gemma"},
-                             {"message", QJsonObject{{"role", "assistant"},
-                                                     {"content", QString::fromUtf8(QJsonDocument(record).toJson(
-                                                                     QJsonDocument::Compact))}}},
-                             {"done", true}};
-    return LocalHttpServer::page(QJsonDocument(answer).toJson(QJsonDocument::Compact), "application/json", delayMs);
+    QList<QUuid> out;
+    for (int n : numbers)
+        out.append(LibraryBuilder::tabId(n));
+    return out;
 }
 
-QString userMessage(const LocalHttpServer::Request &request)
+QStringList namesOf(const LibraryData &data)
 {
-    const QJsonArray messages = QJsonDocument::fromJson(request.body).object().value("messages").toArray();
-    return messages.isEmpty() ? QString() : messages.last().toObject().value("content").toString();
+    QStringList names;
+    for (const Topic &topic : data.topics)
+        names.append(topic.name);
+    return names;
+}
+
+TopicClusterer clusterer(std::chrono::milliseconds nameLimit = TopicClusterer::defaultNameLimit)
+{
+    return TopicClusterer(std::make_shared<Embedder>(false), 0.12f, 0.10f, 0.02f, nameLimit);
 }
 
 } // namespace
@@ -54,617 +61,212 @@ class TestTopicClusterer : public QObject
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
+    void init() { ModelClient::forgetApis(); }
 
-    void kFor_data();
-    void kFor();
-    void centroid_data();
-    void centroid();
-    void agglomerative_data();
-    void agglomerative();
-    void kMeans_data();
-    void kMeans();
-    void fallbackName_data();
-    void fallbackName();
-    void nameFromReply_data();
-    void nameFromReply();
+    void kFor_data()
+    {
+        QTest::addColumn<qsizetype>("n");
+        QTest::addColumn<qsizetype>("k");
+        QTest::newRow("1 clamps up") << qsizetype(1) << qsizetype(2);
+        QTest::newRow("13 rounds up") << qsizetype(13) << qsizetype(3);
+        QTest::newRow("264") << qsizetype(264) << qsizetype(11);
+        QTest::newRow("265") << qsizetype(265) << qsizetype(12);
+        QTest::newRow("10000 clamps down") << qsizetype(10000) << qsizetype(12);
+    }
 
-    void emptyLibrary();
-    void oneTab();
-    void twoNearlyIdentical();
-    void negativeCosineGoesToUnsorted();
-    void unrelatedTabStaysInGroup();
-    void pruning_data();
-    void pruning();
-    void rerunSplitsAnOverMergedGroup();
-    void sixReRunsAtMost();
-    void agglomerativeUpTo400KMeansAbove();
-    void workingOrderIsByAddress();
-    void sameNameInOtherCase();
-    void modelNamesAndPrompt();
-    void modelFailureFallsBackPerGroup();
-    void slowModelFallsBack();
-    void withoutModel();
+    void kFor()
+    {
+        QFETCH(qsizetype, n);
+        QFETCH(qsizetype, k);
+        QCOMPARE(TopicClusterer::kFor(n), k);
+    }
 
-private:
-    void add(LibraryData &data, const QString &title, const Vector &vector, const QString &domain = {},
-             const QString &summary = {}) const;
-    LibraryData library() const;
-    TopicClusterer clusterer(std::chrono::milliseconds nameLimit = TopicClusterer::defaultNameLimit) const;
-    void startModel();
-    QStringList namesOf(const LibraryData &data) const;
+    void fallbackName_data()
+    {
+        QTest::addColumn<QStringList>("titles");
+        QTest::addColumn<QStringList>("hosts");
+        QTest::addColumn<QStringList>("texts");
+        QTest::addColumn<QString>("name");
+        const QStringList none{"", "", ""};
+        const QString filler = QStringLiteral("x ").repeated(300);
+        QTest::newRow("two keywords") << QStringList{"Kamera kaufen", "Kamera Objektiv Vergleich", "Objektiv"}
+                                      << QStringList{"a.ch", "b.ch", "c.ch"} << none << "Kamera & Objektiv";
+        QTest::newRow("one keyword and top domain") << QStringList{"Fahrplan", "Zug", "Bus"}
+                                                    << QStringList{"zvv.ch", "sbb.ch", "sbb.ch"} << none
+                                                    << "Fahrplan · sbb.ch";
+        QTest::newRow("no keyword: domains, ties by name") << QStringList{"Zug", "Bus", "Tee"}
+                                                           << QStringList{"x.ch", "a.ch", "m.ch"} << none << "a.ch · m.ch";
+        QTest::newRow("text words in two tabs count") << QStringList{"Zug", "Bus"} << QStringList{"a.ch", "a.ch"}
+                                                      << QStringList{"Verspätung heute Fahrplan", "Fahrplan mit Verspätung"}
+                                                      << "Fahrplan & Verspätung";
+        QTest::newRow("text after 600 characters unseen") << QStringList{"Zug", "Bus"} << QStringList{"a.ch", "a.ch"}
+                                                          << QStringList{filler + "Geheimwort", filler + "Geheimwort"}
+                                                          << "a.ch";
+    }
 
-    std::shared_ptr<Embedder> m_embedder;
-    std::unique_ptr<LocalHttpServer> m_server;
+    void fallbackName()
+    {
+        QFETCH(QStringList, titles);
+        QFETCH(QStringList, hosts);
+        QFETCH(QStringList, texts);
+        QFETCH(QString, name);
+        LibraryBuilder builder;
+        for (qsizetype i = 0; i < titles.size(); ++i)
+            builder.tab(titles.at(i), "https://" + hosts.at(i) + "/").text(texts.at(i));
+        QCOMPARE(TopicClusterer::fallbackName(builder.build().tabs), name);
+    }
+
+    void cluster_data()
+    {
+        QTest::addColumn<QList<Vector>>("vectors");
+        QTest::addColumn<QList<Numbers>>("topics");
+        QTest::addColumn<Numbers>("unsorted");
+        const Vector a{1, 0, 0};
+        const Vector b{1, 1, 0};
+        QTest::newRow("empty library") << QList<Vector>{} << QList<Numbers>{} << Numbers{};
+        QTest::newRow("one tab is unsorted") << QList<Vector>{{1, 0}} << QList<Numbers>{} << Numbers{1};
+        QTest::newRow("negative cosine goes to unsorted") << QList<Vector>{{1, 0}, {1, 0.2f}, {-1, 0.1f}}
+                                                          << QList<Numbers>{{1, 2}} << Numbers{3};
+        // Orthogonal to the others but at 0.447 to the centroid.
+        QTest::newRow("unrelated tab stays in group") << QList<Vector>{{1, 0}, {1, 0}, {0, 1}}
+                                                      << QList<Numbers>{{1, 2, 3}} << Numbers{};
+        QTest::newRow("vector of another length counts 0") << QList<Vector>{{1, 0}, {1, 0}, {1, 0, 0}}
+                                                           << QList<Numbers>{{1, 2}} << Numbers{3};
+        QTest::newRow("empty vector counts 0") << QList<Vector>{{1, 0}, {}, {1, 0}} << QList<Numbers>{{1, 3}}
+                                               << Numbers{2};
+        QTest::newRow("zero centroid drops the group") << QList<Vector>{{1, 0}, {0, 1}, {-1, -1}}
+                                                       << QList<Numbers>{} << Numbers{1, 2, 3};
+        // After {1,2} the average to 3 is 0.704, below 3–4 at 0.707; single
+        // linkage would take 3 to {1,2} at 0.766.
+        QTest::newRow("average linkage") << QList<Vector>{angle(0), angle(10), angle(50), angle(95)}
+                                         << QList<Numbers>{{1, 2}, {3, 4}} << Numbers{};
+        // 1 and 2 fit; 3 goes first, then the single 1 left with 2 follows.
+        QTest::newRow("one left after pruning follows in member order")
+            << QList<Vector>{{1, 0}, {0, 1}, {0, -0.9f}} << QList<Numbers>{} << Numbers{2, 3, 1};
+        // k0 = 2 first joins both triples and leaves the stray tab alone; a
+        // re-run with k = 3 keeps them apart.
+        QTest::newRow("re-run splits an over-merged group") << QList<Vector>{a, a, a, b, b, b, {0.2f, 0, 1}}
+                                                            << QList<Numbers>{{1, 2, 3}, {4, 5, 6}} << Numbers{7};
+        // Each re-run peels one more tab off the chain; after the sixth all
+        // are single groups, which go to unsorted in group order.
+        QTest::newRow("six re-runs at most") << QList<Vector>{a, a, a, a, a, a, a, {0.3f, 0, 1}}
+                                             << QList<Numbers>{} << Numbers{1, 2, 3, 4, 5, 6, 7, 8};
+    }
+
+    void cluster()
+    {
+        QFETCH(QList<Vector>, vectors);
+        QFETCH(QList<Numbers>, topics);
+        QFETCH(Numbers, unsorted);
+        LibraryData data = library(vectors);
+        data.topics = LibraryBuilder().tab("Alt").topic("Alt", {1}).build().topics; // replaced
+        clusterer().cluster(data, false);
+        QCOMPARE(data.topics.size(), topics.size() + (unsorted.isEmpty() ? 0 : 1));
+        for (qsizetype i = 0; i < topics.size(); ++i) {
+            QCOMPARE(data.topics.at(i).tabIds, ids(topics.at(i)));
+            QVERIFY(!data.topics.at(i).isUnsorted);
+            QCOMPARE(data.topics.at(i).color, TopicPalette::names().at(i));
+        }
+        if (!unsorted.isEmpty()) {
+            QVERIFY(data.topics.last().isUnsorted);
+            QCOMPARE(data.topics.last().tabIds, ids(unsorted));
+        }
+        for (const Topic &topic : std::as_const(data.topics)) {
+            for (const SavedTab &tab : std::as_const(data.tabs))
+                QCOMPARE(tab.topicId == topic.id, topic.tabIds.contains(tab.id));
+        }
+    }
+
+    void workingOrderIsByAddress()
+    {
+        // Library order is the reverse of address order: members come in
+        // address order, and the larger group first.
+        LibraryData data = LibraryBuilder()
+                               .tab("Tab", "https://z.ch/").vector({0, 1}).tab("Tab", "https://y.ch/").vector({0, 1})
+                               .tab("Tab", "https://b.ch/").vector({1, 0}).tab("Tab", "https://a.ch/").vector({1, 0})
+                               .tab("Tab", "https://x.ch/").vector({0, 1})
+                               .embedderKind(Embedder(false).kind());
+        clusterer().cluster(data, false);
+        QCOMPARE(data.topics.size(), 2);
+        QCOMPARE(data.topics.at(0).tabIds, ids({5, 2, 1}));
+        QCOMPARE(data.topics.at(1).tabIds, ids({4, 3}));
+    }
+
+    void agglomerativeUpTo400KMeansAbove()
+    {
+        // Twenty separate subjects: average linkage stops at the merge floor
+        // with all twenty; k-means makes at most twelve groups.
+        QList<Vector> vectors;
+        for (int i = 0; i < 401; ++i) {
+            vectors.append(Vector(20, 0.0f));
+            vectors.last()[i % 20] = 1.0f;
+        }
+        LibraryData larger = library(vectors);
+        LibraryData data = library(vectors.mid(0, 400));
+        clusterer().cluster(data, false);
+        QCOMPARE(data.topics.size(), 20);
+        for (qsizetype i = 0; i < data.topics.size(); ++i) {
+            QCOMPARE(data.topics.at(i).tabIds.size(), 20);
+            QCOMPARE(data.topics.at(i).color, TopicPalette::names().at(i % TopicPalette::names().size()));
+        }
+        // Seeds are subjects 1 to 12; the others are at 0 to every seed and
+        // stay with the first centroid: 21 + 8 × 20 tabs.
+        clusterer().cluster(larger, false);
+        QCOMPARE(larger.topics.size(), 12);
+        QCOMPARE(larger.topics.first().tabIds.size(), 181);
+        QCOMPARE(larger.topics.last().tabIds.size(), 20);
+    }
+
+    void naming_data()
+    {
+        QTest::addColumn<QJsonValue>("answer"); // undefined: no model chosen
+        QTest::addColumn<int>("delayMs");
+        QTest::addColumn<bool>("useAI");
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<bool>("byAI");
+        const QString keywords = QStringLiteral("Rezept & Suppe");
+        const QString flags = QStringLiteral("🇨🇭").repeated(40);
+        QTest::newRow("guillemets") << QJsonValue("«Fotografie»") << 0 << true << "Fotografie" << true;
+        QTest::newRow("quotes around a full stop") << QJsonValue(" \"Kochen.\" ") << 0 << true << "Kochen" << true;
+        QTest::newRow("full stop and line feed") << QJsonValue("Reisen in Japan.\n") << 0 << true << "Reisen in Japan" << true;
+        QTest::newRow("inner quotes stay") << QJsonValue("Der «Kleine» Prinz") << 0 << true << "Der «Kleine» Prinz" << true;
+        QTest::newRow("40 flags are 40 characters") << QJsonValue(flags) << 0 << true << flags << true;
+        QTest::newRow("41 characters") << QJsonValue(QString(41, u'a')) << 0 << true << keywords << true;
+        QTest::newRow("only dots") << QJsonValue(" ... ") << 0 << true << keywords << true;
+        QTest::newRow("wrong type") << QJsonValue(3) << 0 << true << keywords << true;
+        QTest::newRow("late") << QJsonValue("Zu spät") << 3000 << true << keywords << true;
+        QTest::newRow("no model") << QJsonValue(QJsonValue::Undefined) << 0 << true << keywords << false;
+        QTest::newRow("model not allowed") << QJsonValue("Kochen") << 0 << false << keywords << false;
+    }
+
+    void naming()
+    {
+        QFETCH(QJsonValue, answer);
+        QFETCH(int, delayMs);
+        QFETCH(bool, useAI);
+        QFETCH(QString, name);
+        QFETCH(bool, byAI);
+        FakeModelServer server;
+        server.answerChat({{"name", answer}}, delayMs);
+        if (answer.isUndefined())
+            qputenv("PELLMORA_MODEL", "");
+        LibraryData data = library({{1, 0}, {1, 0}}, {"Rezept", "Suppe"});
+        clusterer(200ms).cluster(data, useAI);
+        QCOMPARE(namesOf(data), QStringList{name});
+        QCOMPARE(data.topicsByAI, byAI);
+        QCOMPARE(server.requestCount("/api/chat"), useAI && !answer.isUndefined() ? 1 : 0);
+    }
+
+    void promptShowsTwelveTabs()
+    {
+        LibraryBuilder builder;
+        for (int i = 1; i <= 14; ++i)
+            builder.tab(QStringLiteral("Foto %1").arg(i)).summary(QStringLiteral("Über Bilder %1.").arg(i));
+        const QString prompt = TopicClusterer::namePrompt(builder.build().tabs);
+        QVERIFY(prompt.contains("Foto 12") && prompt.contains("Über Bilder 12."));
+        QVERIFY(!prompt.contains("Foto 13"));
+    }
 };
-
-void TestTopicClusterer::init()
-{
-    m_embedder = std::make_shared<Embedder>(false);
-    ModelClient::forgetApis();
-    qunsetenv("PELLMORA_MODEL");
-    qunsetenv("PELLMORA_MODEL_URL");
-}
-
-void TestTopicClusterer::cleanup()
-{
-    m_server.reset();
-    qunsetenv("PELLMORA_MODEL");
-    qunsetenv("PELLMORA_MODEL_URL");
-}
-
-void TestTopicClusterer::add(LibraryData &data, const QString &title, const Vector &vector, const QString &domain,
-                             const QString &summary) const
-{
-    SavedTab tab;
-    tab.id = QUuid::createUuid();
-    // Addresses in insertion order, so working positions equal library positions.
-    tab.url = QStringLiteral("https://t.example/%1").arg(data.tabs.size(), 4, 10, QLatin1Char('0'));
-    tab.title = title;
-    tab.domain = domain;
-    tab.summary = summary;
-    data.tabs.append(tab);
-    data.embeddings.insert(idText(tab.id), vector);
-}
-
-LibraryData TestTopicClusterer::library() const
-{
-    LibraryData data;
-    data.embedderKind = m_embedder->kind();
-    return data;
-}
-
-TopicClusterer TestTopicClusterer::clusterer(std::chrono::milliseconds nameLimit) const
-{
-    return TopicClusterer(m_embedder, 0.12f, 0.10f, 0.02f, nameLimit);
-}
-
-void TestTopicClusterer::startModel()
-{
-    m_server = std::make_unique<LocalHttpServer>();
-    QVERIFY(m_server->isListening());
-    m_server->route("/api/tags", LocalHttpServer::page(R"({"models":[{"name":"gemma"}]})", "application/json"));
-    qputenv("PELLMORA_MODEL_URL", m_server->address(QStringLiteral("/")).toUtf8());
-    qputenv("PELLMORA_MODEL", "gemma");
-}
-
-QStringList TestTopicClusterer::namesOf(const LibraryData &data) const
-{
-    QStringList names;
-    for (const Topic &topic : data.topics)
-        names.append(topic.name);
-    return names;
-}
-
-void TestTopicClusterer::kFor_data()
-{
-    QTest::addColumn<qsizetype>("n");
-    QTest::addColumn<qsizetype>("k");
-    QTest::newRow("1 clamps up") << qsizetype(1) << qsizetype(2);
-    QTest::newRow("4") << qsizetype(4) << qsizetype(2);
-    QTest::newRow("13 rounds up") << qsizetype(13) << qsizetype(3);
-    QTest::newRow("18") << qsizetype(18) << qsizetype(3);
-    QTest::newRow("50") << qsizetype(50) << qsizetype(5);
-    QTest::newRow("100") << qsizetype(100) << qsizetype(7);
-    QTest::newRow("264") << qsizetype(264) << qsizetype(11);
-    QTest::newRow("265") << qsizetype(265) << qsizetype(12);
-    QTest::newRow("10000 clamps down") << qsizetype(10000) << qsizetype(12);
-}
-
-void TestTopicClusterer::kFor()
-{
-    QFETCH(qsizetype, n);
-    QFETCH(qsizetype, k);
-    QCOMPARE(TopicClusterer::kFor(n), k);
-}
-
-void TestTopicClusterer::centroid_data()
-{
-    QTest::addColumn<QList<Vector>>("vectors");
-    QTest::addColumn<Vector>("expected");
-    const float h = float(1.0 / std::sqrt(2.0));
-    QTest::newRow("none") << QList<Vector>{} << Vector{};
-    QTest::newRow("two axes") << QList<Vector>{{1, 0}, {0, 1}} << Vector{h, h};
-    QTest::newRow("not normalised first") << QList<Vector>{{3, 0}, {0, 1}} << Vector{0.9486833f, 0.3162278f};
-    QTest::newRow("zero sum stays zero") << QList<Vector>{{1, -1}, {-1, 1}} << Vector{0, 0};
-    QTest::newRow("first length, common part") << QList<Vector>{{1, 0, 0}, {0, 1}} << Vector{h, h, 0};
-    QTest::newRow("longer later vector cut") << QList<Vector>{{1}, {0, 1}} << Vector{1};
-}
-
-void TestTopicClusterer::centroid()
-{
-    QFETCH(QList<Vector>, vectors);
-    QFETCH(Vector, expected);
-    const Vector result = TopicClusterer::centroid(vectors);
-    QCOMPARE(result.size(), expected.size());
-    for (qsizetype i = 0; i < result.size(); ++i)
-        QVERIFY2(std::abs(result.at(i) - expected.at(i)) < 1e-6f, qPrintable(QString::number(i)));
-}
-
-void TestTopicClusterer::agglomerative_data()
-{
-    QTest::addColumn<QList<Vector>>("vectors");
-    QTest::addColumn<qsizetype>("k");
-    QTest::addColumn<Groups>("groups");
-    QTest::addColumn<QList<qsizetype>>("outliers");
-
-    const Vector x{1, 0, 0};
-    const Vector y{0, 1, 0};
-    QTest::newRow("equal pairs: lower pair merges first")
-        << QList<Vector>{x, x, y, y} << qsizetype(3) << Groups{{0, 1}, {2}, {3}} << QList<qsizetype>{};
-    QTest::newRow("equal pairs to k=2") << QList<Vector>{x, x, y, y} << qsizetype(2) << Groups{{0, 1}, {2, 3}}
-                                        << QList<qsizetype>{};
-    QTest::newRow("tie in a row: smaller partner") << QList<Vector>{{1, 1}, {1, 0}, {0, 1}} << qsizetype(2)
-                                                   << Groups{{0, 1}, {2}} << QList<qsizetype>{};
-    QTest::newRow("merge floor stops short of k")
-        << QList<Vector>{x, x, y, y} << qsizetype(1) << Groups{{0, 1}, {2, 3}} << QList<qsizetype>{};
-    // After {0,1} the average to 2 is 0.704, below 2–3 at 0.707; single
-    // linkage would take 2 to {0,1} at 0.766.
-    QTest::newRow("average linkage")
-        << QList<Vector>{angle(0), angle(10), angle(50), angle(95)} << qsizetype(2) << Groups{{0, 1}, {2, 3}}
-        << QList<qsizetype>{};
-    QTest::newRow("orthogonal tab is an outlier")
-        << QList<Vector>{x, x, {0, 0, 1}, x} << qsizetype(1) << Groups{{0, 1, 3}} << QList<qsizetype>{2};
-    QTest::newRow("zero vector is an outlier")
-        << QList<Vector>{{0, 0, 0}, x, x} << qsizetype(2) << Groups{{1}, {2}} << QList<qsizetype>{0};
-    QTest::newRow("best 0.0998 is an outlier, 0.1004 is not")
-        << QList<Vector>{angle(0), angle(84.27), angle(168.5)} << qsizetype(3) << Groups{{1}, {2}}
-        << QList<qsizetype>{0};
-    QTest::newRow("single vector") << QList<Vector>{x} << qsizetype(2) << Groups{} << QList<qsizetype>{0};
-    QTest::newRow("shorter vector compared on common part")
-        << QList<Vector>{{1, 0}, {1, 0, 5}, {0, 1}} << qsizetype(1) << Groups{{0, 1}} << QList<qsizetype>{2};
-}
-
-void TestTopicClusterer::agglomerative()
-{
-    QFETCH(QList<Vector>, vectors);
-    QFETCH(qsizetype, k);
-    QFETCH(Groups, groups);
-    QFETCH(QList<qsizetype>, outliers);
-    const TopicGrouping result = clusterer().agglomerative(vectors, k);
-    QCOMPARE(result.groups, groups);
-    QCOMPARE(result.outliers, outliers);
-}
-
-void TestTopicClusterer::kMeans_data()
-{
-    QTest::addColumn<QList<Vector>>("vectors");
-    QTest::addColumn<qsizetype>("k");
-    QTest::addColumn<Groups>("groups");
-
-    const Vector x{1, 0, 0};
-    const Vector y{0, 1, 0};
-    const Vector z{0, 0, 1};
-    QTest::newRow("two clear groups") << QList<Vector>{x, x, y, y} << qsizetype(2) << Groups{{0, 1}, {2, 3}};
-    // y and z are equally far from x: the first one seeds; z, at 0 to
-    // both, stays with the first centroid.
-    QTest::newRow("seed and assignment ties") << QList<Vector>{x, y, z, x} << qsizetype(2)
-                                              << Groups{{0, 2, 3}, {1}};
-    QTest::newRow("more groups than vectors") << QList<Vector>{x, y} << qsizetype(3) << Groups{{0}, {1}};
-    // Seeds 0° and 90° (the farthest); 40° goes to the first, 50° and 80°
-    // to the second, and the moved centroids keep it so.
-    QTest::newRow("centroids move")
-        << QList<Vector>{angle(0), angle(90), angle(40), angle(50), angle(80)} << qsizetype(2)
-        << Groups{{0, 2}, {1, 3, 4}};
-    QTest::newRow("empty") << QList<Vector>{} << qsizetype(2) << Groups{};
-}
-
-void TestTopicClusterer::kMeans()
-{
-    QFETCH(QList<Vector>, vectors);
-    QFETCH(qsizetype, k);
-    QFETCH(Groups, groups);
-    QCOMPARE(TopicClusterer::kMeans(vectors, k), groups);
-}
-
-void TestTopicClusterer::fallbackName_data()
-{
-    QTest::addColumn<QStringList>("titles");
-    QTest::addColumn<QStringList>("domains");
-    QTest::addColumn<QStringList>("texts");
-    QTest::addColumn<QString>("name");
-
-    QTest::newRow("two keywords") << QStringList{"Kamera kaufen", "Kamera Objektiv Vergleich", "Objektiv"}
-                                  << QStringList{"a.ch", "b.ch", "c.ch"} << QStringList{"", "", ""}
-                                  << "Kamera & Objektiv";
-    QTest::newRow("one keyword and top domain") << QStringList{"Fahrplan", "Zug", "Bus"}
-                                                << QStringList{"zvv.ch", "sbb.ch", "sbb.ch"}
-                                                << QStringList{"", "", ""} << "Fahrplan · sbb.ch";
-    QTest::newRow("one keyword, no domain") << QStringList{"Fahrplan", "Zug"} << QStringList{"", ""}
-                                            << QStringList{"", ""} << "Fahrplan";
-    QTest::newRow("no keyword: two domains, ties by name") << QStringList{"Zug", "Bus", "Tee"}
-                                                           << QStringList{"x.ch", "a.ch", "m.ch"}
-                                                           << QStringList{"", "", ""} << "a.ch · m.ch";
-    QTest::newRow("no keyword: more frequent first") << QStringList{"Zug", "Bus", "Tee"}
-                                                     << QStringList{"a.ch", "x.ch", "x.ch"}
-                                                     << QStringList{"", "", ""} << "x.ch · a.ch";
-    QTest::newRow("no keyword: one domain") << QStringList{"Zug", "Bus"} << QStringList{"a.ch", "a.ch"}
-                                            << QStringList{"", ""} << "a.ch";
-    QTest::newRow("text words in two tabs count")
-        << QStringList{"Zug", "Bus"} << QStringList{"a.ch", "a.ch"}
-        << QStringList{"Verspätung heute Fahrplan", "Fahrplan mit Verspätung"} << "Fahrplan & Verspätung";
-    QTest::newRow("text word in one tab only is no keyword")
-        << QStringList{"Zug", "Bus"} << QStringList{"a.ch", "b.ch"} << QStringList{"Fahrplan", ""}
-        << "a.ch · b.ch";
-    const QString filler = QStringLiteral("x ").repeated(300);
-    QTest::newRow("text after 600 characters unseen")
-        << QStringList{"Zug", "Bus"} << QStringList{"a.ch", "a.ch"}
-        << QStringList{filler + "Geheimwort Geheimtipp", filler + "Geheimwort Geheimtipp"} << "a.ch";
-}
-
-void TestTopicClusterer::fallbackName()
-{
-    QFETCH(QStringList, titles);
-    QFETCH(QStringList, domains);
-    QFETCH(QStringList, texts);
-    QFETCH(QString, name);
-    QList<SavedTab> tabs;
-    for (qsizetype i = 0; i < titles.size(); ++i) {
-        SavedTab tab;
-        tab.title = titles.at(i);
-        tab.domain = domains.at(i);
-        tab.text = texts.at(i);
-        tabs.append(tab);
-    }
-    QCOMPARE(TopicClusterer::fallbackName(tabs), name);
-}
-
-void TestTopicClusterer::nameFromReply_data()
-{
-    QTest::addColumn<QJsonObject>("reply");
-    QTest::addColumn<QString>("name");
-
-    QTest::newRow("plain") << QJsonObject{{"name", "Reisen in Japan"}} << "Reisen in Japan";
-    QTest::newRow("guillemets") << QJsonObject{{"name", "«Reisen in Japan»"}} << "Reisen in Japan";
-    QTest::newRow("straight quotes and blanks") << QJsonObject{{"name", " \"Reisen\" "}} << "Reisen";
-    QTest::newRow("full stop and line feed") << QJsonObject{{"name", "Reisen in Japan.\n"}} << "Reisen in Japan";
-    QTest::newRow("inner quotes stay") << QJsonObject{{"name", "Der «Kleine» Prinz"}} << "Der «Kleine» Prinz";
-    QTest::newRow("40 characters") << QJsonObject{{"name", QString(40, u'a')}} << QString(40, u'a');
-    QTest::newRow("41 characters") << QJsonObject{{"name", QString(41, u'a')}} << QString();
-    QTest::newRow("40 flags are 40 characters")
-        << QJsonObject{{"name", QStringLiteral("🇨🇭").repeated(40)}} << QStringLiteral("🇨🇭").repeated(40);
-    QTest::newRow("only dots") << QJsonObject{{"name", " ... "}} << QString();
-    QTest::newRow("wrong type") << QJsonObject{{"name", 3}} << QString();
-    QTest::newRow("missing") << QJsonObject{{"title", "Reisen"}} << QString();
-}
-
-void TestTopicClusterer::nameFromReply()
-{
-    QFETCH(QJsonObject, reply);
-    QFETCH(QString, name);
-    const std::optional<TopicName> result = TopicClusterer::nameFromReply(reply);
-    QCOMPARE(result.has_value(), !name.isEmpty());
-    if (result)
-        QCOMPARE(result->name, name);
-}
-
-void TestTopicClusterer::emptyLibrary()
-{
-    LibraryData data = library();
-    data.topics.append(Topic{QUuid::createUuid(), "Alt", "gelb", {}, false});
-    data.topicsByAI = true;
-    clusterer().cluster(data, true);
-    QVERIFY(data.topics.isEmpty());
-    QCOMPARE(data.topicsByAI, true);
-}
-
-void TestTopicClusterer::oneTab()
-{
-    LibraryData data = library();
-    add(data, "Allein", {1, 0});
-    data.topicsByAI = true;
-    clusterer().cluster(data, true);
-    QCOMPARE(data.topics.size(), 1);
-    const Topic &topic = data.topics.first();
-    QCOMPARE(topic.name, QStringLiteral("Ohne klares Thema"));
-    QCOMPARE(topic.color, QStringLiteral("grau"));
-    QVERIFY(topic.isUnsorted);
-    QCOMPARE(topic.tabIds, QList<QUuid>{data.tabs.first().id});
-    QCOMPARE(data.tabs.first().topicId, std::optional<QUuid>(topic.id));
-    QCOMPARE(data.topicsByAI, false);
-}
-
-void TestTopicClusterer::twoNearlyIdentical()
-{
-    LibraryData data = library();
-    add(data, "Kamera Test", {1, 0.01f, 0});
-    add(data, "Kamera Objektiv", {1, 0, 0.01f});
-    clusterer().cluster(data, false);
-    QCOMPARE(data.topics.size(), 1);
-    QCOMPARE(data.topics.first().tabIds, (QList<QUuid>{data.tabs.at(0).id, data.tabs.at(1).id}));
-    QCOMPARE(data.topics.first().color, QStringLiteral("gelb"));
-    QVERIFY(!data.topics.first().isUnsorted);
-    for (const SavedTab &tab : std::as_const(data.tabs))
-        QCOMPARE(tab.topicId, std::optional<QUuid>(data.topics.first().id));
-}
-
-void TestTopicClusterer::negativeCosineGoesToUnsorted()
-{
-    LibraryData data = library();
-    add(data, "Eins", {1, 0});
-    add(data, "Zwei", {1, 0.2f});
-    add(data, "Gegenteil", {-1, 0.1f});
-    clusterer().cluster(data, false);
-    QCOMPARE(data.topics.size(), 2);
-    QCOMPARE(data.topics.at(0).tabIds, (QList<QUuid>{data.tabs.at(0).id, data.tabs.at(1).id}));
-    QVERIFY(!data.topics.at(0).isUnsorted);
-    QCOMPARE(data.topics.at(1).tabIds, QList<QUuid>{data.tabs.at(2).id});
-    QVERIFY(data.topics.at(1).isUnsorted);
-    QCOMPARE(data.topics.at(1).name, QStringLiteral("Ohne klares Thema"));
-    QCOMPARE(data.tabs.at(2).topicId, std::optional<QUuid>(data.topics.at(1).id));
-}
-
-void TestTopicClusterer::unrelatedTabStaysInGroup()
-{
-    // The third is orthogonal to the others but 0.447 to the centroid.
-    LibraryData data = library();
-    add(data, "Eins", {1, 0});
-    add(data, "Zwei", {1, 0});
-    add(data, "Drei", {0, 1});
-    clusterer().cluster(data, false);
-    QCOMPARE(data.topics.size(), 1);
-    QCOMPARE(data.topics.first().tabIds.size(), 3);
-    QVERIFY(!data.topics.first().isUnsorted);
-}
-
-void TestTopicClusterer::pruning_data()
-{
-    QTest::addColumn<QList<Vector>>("vectors");
-    QTest::addColumn<Groups>("sorted");
-    QTest::addColumn<QList<qsizetype>>("unsorted");
-
-    QTest::newRow("vector of another length counts 0")
-        << QList<Vector>{{1, 0}, {1, 0}, {1, 0, 0}} << Groups{{0, 1}} << QList<qsizetype>{2};
-    QTest::newRow("empty vector counts 0") << QList<Vector>{{1, 0}, {}, {1, 0}} << Groups{{0, 2}}
-                                           << QList<qsizetype>{1};
-    QTest::newRow("zero centroid drops the group")
-        << QList<Vector>{{1, 0}, {0, 1}, {-1, -1}} << Groups{} << QList<qsizetype>{0, 1, 2};
-    // 0 and 1 fit; 2 goes first, then the single 1 left with 0 follows.
-    QTest::newRow("one left after pruning joins the outliers in member order")
-        << QList<Vector>{{1, 0}, {0, 1}, {0, -0.9f}} << Groups{} << QList<qsizetype>{1, 2, 0};
-}
-
-void TestTopicClusterer::pruning()
-{
-    QFETCH(QList<Vector>, vectors);
-    QFETCH(Groups, sorted);
-    QFETCH(QList<qsizetype>, unsorted);
-    LibraryData data = library();
-    for (const Vector &v : vectors)
-        add(data, "Tab", v);
-    clusterer().cluster(data, false);
-    const auto idsOf = [&](const QList<qsizetype> &indices) {
-        QList<QUuid> ids;
-        for (qsizetype i : indices)
-            ids.append(data.tabs.at(i).id);
-        return ids;
-    };
-    QCOMPARE(data.topics.size(), sorted.size() + (unsorted.isEmpty() ? 0 : 1));
-    for (qsizetype i = 0; i < sorted.size(); ++i)
-        QCOMPARE(data.topics.at(i).tabIds, idsOf(sorted.at(i)));
-    if (!unsorted.isEmpty()) {
-        QVERIFY(data.topics.last().isUnsorted);
-        QCOMPARE(data.topics.last().tabIds, idsOf(unsorted));
-    }
-}
-
-void TestTopicClusterer::rerunSplitsAnOverMergedGroup()
-{
-    // k0 = 2 first joins A and B and leaves the stray tab alone; one
-    // re-run with k = 3 keeps A and B apart.
-    LibraryData data = library();
-    for (int i = 0; i < 3; ++i)
-        add(data, QStringLiteral("Alpha %1").arg(i), {1, 0, 0});
-    for (int i = 0; i < 3; ++i)
-        add(data, QStringLiteral("Beta %1").arg(i), {1, 1, 0});
-    add(data, "Streuner", {0.2f, 0, 1});
-    clusterer().cluster(data, false);
-    QCOMPARE(data.topics.size(), 3);
-    QCOMPARE(data.topics.at(0).tabIds, (QList<QUuid>{data.tabs.at(0).id, data.tabs.at(1).id, data.tabs.at(2).id}));
-    QCOMPARE(data.topics.at(1).tabIds, (QList<QUuid>{data.tabs.at(3).id, data.tabs.at(4).id, data.tabs.at(5).id}));
-    QCOMPARE(data.topics.at(0).color, QStringLiteral("gelb"));
-    QCOMPARE(data.topics.at(1).color, QStringLiteral("blau"));
-    QVERIFY(data.topics.at(2).isUnsorted);
-    QCOMPARE(data.topics.at(2).tabIds, QList<QUuid>{data.tabs.at(6).id});
-}
-
-void TestTopicClusterer::sixReRunsAtMost()
-{
-    // Identical vectors merge into one chain; each re-run only peels one
-    // more tab off it, up to k = 8 after the sixth, where nothing merges.
-    LibraryData data = library();
-    for (int i = 0; i < 7; ++i)
-        add(data, QStringLiteral("Gleich %1").arg(i), {1, 0, 0});
-    add(data, "Streuner", {0.3f, 0, 1});
-    clusterer().cluster(data, false);
-    QCOMPARE(data.topics.size(), 1);
-    QVERIFY(data.topics.first().isUnsorted);
-    QCOMPARE(data.topics.first().tabIds.size(), 8);
-}
-
-void TestTopicClusterer::agglomerativeUpTo400KMeansAbove()
-{
-    // Twenty separate subjects: average linkage stops at the merge floor
-    // with all twenty; k-means makes at most twelve groups.
-    constexpr int subjects = 20;
-    LibraryData data = library();
-    for (int i = 0; i < 400; ++i)
-        add(data, QStringLiteral("Thema%1").arg(QChar(u'A' + i % subjects)), unit(subjects, i % subjects));
-    LibraryData larger = data;
-    add(larger, "ThemaA", unit(subjects, 0));
-
-    clusterer().cluster(data, false);
-    QCOMPARE(data.topics.size(), subjects);
-    for (const Topic &topic : std::as_const(data.topics)) {
-        QVERIFY(!topic.isUnsorted);
-        QCOMPARE(topic.tabIds.size(), 20);
-    }
-    const QStringList &palette = TopicPalette::names();
-    QCOMPARE(palette.size(), 12);
-    for (qsizetype i = 0; i < data.topics.size(); ++i)
-        QCOMPARE(data.topics.at(i).color, palette.at(i % 12));
-    QCOMPARE(data.topics.at(12).color, QStringLiteral("gelb"));
-    QCOMPARE(data.topics.first().name, QStringLiteral("ThemaA"));
-    QCOMPARE(data.topics.last().name, QStringLiteral("ThemaT"));
-
-    // Seeds are subjects A to L; M to T are at 0 to every seed and stay
-    // with the first centroid, so that group holds 21 + 8 × 20 tabs.
-    clusterer().cluster(larger, false);
-    QCOMPARE(larger.topics.size(), 12);
-    QCOMPARE(larger.topics.first().tabIds.size(), 181);
-    for (qsizetype i = 1; i < larger.topics.size(); ++i) {
-        QVERIFY(!larger.topics.at(i).isUnsorted);
-        QCOMPARE(larger.topics.at(i).tabIds.size(), 20);
-    }
-    for (const SavedTab &tab : std::as_const(larger.tabs))
-        QVERIFY(tab.topicId.has_value());
-}
-
-void TestTopicClusterer::workingOrderIsByAddress()
-{
-    // Library order is the reverse of address order: members still come
-    // in address order, and the larger group comes first.
-    LibraryData data = library();
-    const QList<QString> urls{"https://z.example/", "https://y.example/", "https://b.example/", "https://a.example/"};
-    const QList<Vector> vectors{{0, 1}, {0, 1}, {1, 0}, {1, 0}};
-    for (qsizetype i = 0; i < urls.size(); ++i) {
-        add(data, "Tab", vectors.at(i));
-        data.tabs.last().url = urls.at(i);
-    }
-    add(data, "Tab", {0, 1});
-    data.tabs.last().url = "https://x.example/";
-    clusterer().cluster(data, false);
-    QCOMPARE(data.topics.size(), 2);
-    QCOMPARE(data.topics.at(0).tabIds, (QList<QUuid>{data.tabs.at(4).id, data.tabs.at(1).id, data.tabs.at(0).id}));
-    QCOMPARE(data.topics.at(1).tabIds, (QList<QUuid>{data.tabs.at(3).id, data.tabs.at(2).id}));
-}
-
-void TestTopicClusterer::sameNameInOtherCase()
-{
-    startModel();
-    QStringList answers{"Reisen", "REISEN", "Kochen", "reisen"};
-    QMutex mutex;
-    m_server->setHandler([&](const LocalHttpServer::Request &) {
-        QMutexLocker lock(&mutex);
-        return ollamaChat({{"name", answers.takeFirst()}});
-    });
-    LibraryData data = library();
-    constexpr int subjects = 4;
-    for (int i = 0; i < 12; ++i)
-        add(data, QStringLiteral("Tab %1").arg(i), unit(subjects, i % subjects));
-    clusterer().cluster(data, true);
-    QCOMPARE(namesOf(data), (QStringList{"Reisen", "REISEN 2", "Kochen", "reisen 4"}));
-    QCOMPARE(data.topicsByAI, true);
-}
-
-void TestTopicClusterer::modelNamesAndPrompt()
-{
-    startModel();
-    QStringList answers{"«Fotografie»", "\"Kochen.\"", "Reisen"};
-    QMutex mutex;
-    m_server->setHandler([&](const LocalHttpServer::Request &) {
-        QMutexLocker lock(&mutex);
-        return ollamaChat({{"name", answers.takeFirst()}});
-    });
-    LibraryData data = library();
-    // Fourteen photo tabs: the prompt shows the first twelve only.
-    for (int i = 0; i < 14; ++i)
-        add(data, QStringLiteral("Foto %1").arg(i, 2, 10, QLatin1Char('0')), {1, 0, 0}, "foto.ch",
-            QStringLiteral("Über Bilder %1.").arg(i));
-    add(data, "Rezept", {0, 1, 0}, "koch.ch", "");
-    add(data, "Suppe", {0, 1, 0}, "koch.ch", "Eine Suppe.");
-    add(data, "Zug", {0, 0, 1}, "sbb.ch", "Fahrplan.");
-    add(data, "Hotel", {0, 0, 1}, "hotel.ch", "Zimmer.");
-    clusterer().cluster(data, true);
-    QCOMPARE(namesOf(data), (QStringList{"Fotografie", "Kochen", "Reisen"}));
-    QCOMPARE(data.topicsByAI, true);
-
-    QList<LocalHttpServer::Request> chats;
-    for (const LocalHttpServer::Request &request : m_server->requests()) {
-        if (request.path == "/api/chat")
-            chats.append(request);
-    }
-    QCOMPARE(chats.size(), 3);
-    QStringList lines;
-    for (int i = 0; i < 12; ++i)
-        lines.append(QStringLiteral("- Foto %1 (foto.ch): Über Bilder %2.").arg(i, 2, 10, QLatin1Char('0')).arg(i));
-    const QString first = "Diese gespeicherten Tabs gehören zu einem Thema. Wie heisst das Thema?\n" + lines.join('\n');
-    QCOMPARE(userMessage(chats.at(0)), ModelClient::promptWithSchema(first, TopicClusterer::nameSchema()));
-    const QString second = "Diese gespeicherten Tabs gehören zu einem Thema. Wie heisst das Thema?\n"
-                           "- Rezept (koch.ch): \n- Suppe (koch.ch): Eine Suppe.";
-    QCOMPARE(userMessage(chats.at(1)), ModelClient::promptWithSchema(second, TopicClusterer::nameSchema()));
-}
-
-void TestTopicClusterer::modelFailureFallsBackPerGroup()
-{
-    startModel();
-    QStringList answers{QString(41, u'x'), "Kochen"};
-    QMutex mutex;
-    m_server->setHandler([&](const LocalHttpServer::Request &) {
-        QMutexLocker lock(&mutex);
-        return ollamaChat({{"name", answers.takeFirst()}});
-    });
-    LibraryData data = library();
-    add(data, "Kamera kaufen", {1, 0}, "a.ch");
-    add(data, "Kamera Objektiv", {1, 0}, "a.ch");
-    add(data, "Objektiv Test", {1, 0}, "a.ch");
-    add(data, "Rezept", {0, 1}, "koch.ch");
-    add(data, "Suppe", {0, 1}, "koch.ch");
-    clusterer().cluster(data, true);
-    QCOMPARE(namesOf(data), (QStringList{"Kamera & Objektiv", "Kochen"}));
-    QCOMPARE(data.topicsByAI, true);
-}
-
-void TestTopicClusterer::slowModelFallsBack()
-{
-    startModel();
-    m_server->setHandler([](const LocalHttpServer::Request &) { return ollamaChat({{"name", "Zu spät"}}, 3000); });
-    LibraryData data = library();
-    add(data, "Rezept", {1, 0}, "koch.ch");
-    add(data, "Suppe", {1, 0}, "koch.ch");
-    clusterer(200ms).cluster(data, true);
-    QCOMPARE(namesOf(data), QStringList{"Rezept & Suppe"});
-    QCOMPARE(data.topicsByAI, true);
-}
-
-void TestTopicClusterer::withoutModel()
-{
-    LibraryData data = library();
-    add(data, "Rezept", {1, 0}, "koch.ch");
-    add(data, "Suppe", {1, 0}, "koch.ch");
-    data.topicsByAI = true;
-    clusterer().cluster(data, true);
-    QCOMPARE(namesOf(data), QStringList{"Rezept & Suppe"});
-    QCOMPARE(data.topicsByAI, false);
-
-    // A model that is there but not allowed is not asked.
-    startModel();
-    clusterer().cluster(data, false);
-    QCOMPARE(namesOf(data), QStringList{"Rezept & Suppe"});
-    QCOMPARE(data.topicsByAI, false);
-    QCOMPARE(m_server->requestCount("/api/chat"), 0);
-}
 
 PELLMORA_TEST_GUILESS_MAIN(TestTopicClusterer)
 #include "TestTopicClusterer.moc"
