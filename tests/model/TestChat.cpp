@@ -18,62 +18,52 @@ using Response = LocalHttpServer::Response;
 
 namespace {
 
-// Tab n has the summary "Inhalt n.", except tab 1, which has none.
-QList<SavedTab> hits(int count)
+QJsonObject record(const QList<std::pair<double, QString>> &picks, const QJsonValue &intro = "Ja.")
 {
-    LibraryBuilder builder;
-    for (int i = 1; i <= count; ++i)
-        builder.tab(QStringLiteral("Tab %1").arg(i)).summary(i == 1 ? QString() : QStringLiteral("Inhalt %1.").arg(i));
-    return builder.build().tabs;
-}
-
-QJsonObject record(const QJsonValue &intro, const QList<std::pair<double, QString>> &picks)
-{
-    QJsonArray array;
+    QJsonObject out{{"intro", intro}, {"picks", QJsonArray{}}};
     for (const auto &[number, reason] : picks)
-        array.append(QJsonObject{{"number", number}, {"reason", reason}});
-    QJsonObject out{{"picks", array}};
-    if (!intro.isUndefined())
-        out.insert("intro", intro);
+        out["picks"] = out["picks"].toArray() << QJsonObject{{"number", number}, {"reason", reason}};
     return out;
 }
 
-QStringList titlesOf(const ChatAnswer &answer)
+QStringList cardsOf(const ChatAnswer &answer)
 {
-    QStringList titles;
+    QStringList cards;
     for (const ChatCard &card : answer.cards)
-        titles.append(card.tab.title);
-    return titles;
-}
-
-QStringList reasonsOf(const ChatAnswer &answer)
-{
-    QStringList reasons;
-    for (const ChatCard &card : answer.cards)
-        reasons.append(card.reason);
-    return reasons;
+        cards.append(card.tab.title + ": " + card.reason);
+    return cards;
 }
 
 // Zero vectors leave the ranking to the words alone.
-LibraryData library(LibraryBuilder builder, int tabs)
+LibraryData library(LibraryBuilder builder)
 {
     const Embedder embedder(false);
     LibraryData data = builder.embedderKind(embedder.kind());
-    for (int n = 1; n <= tabs; ++n)
-        data.embeddings.insert(idText(LibraryBuilder::tabId(n)), Vector(embedder.dimension(), 0.0f));
+    for (const SavedTab &tab : std::as_const(data.tabs))
+        data.embeddings.insert(idText(tab.id), Vector(embedder.dimension(), 0.0f));
     return data;
 }
 
 LibraryData oneCamera()
 {
-    return library(LibraryBuilder().tab("Kamera").summary("Kameras."), 1);
+    return library(LibraryBuilder().tab("Kamera").summary("Kameras."));
 }
 
 } // namespace
 
+// The chat's answer from the model's picks, and without the model.
 class TestChat : public QObject
 {
     Q_OBJECT
+
+    // Eight hits; tab n has the summary "Inhalt n.", except tab 1.
+    const QList<SavedTab> m_hits = [] {
+        LibraryBuilder builder;
+        for (int i = 1; i <= 8; ++i)
+            builder.tab(QStringLiteral("Tab %1").arg(i)).summary(i == 1 ? QString() : QStringLiteral("Inhalt %1.").arg(i));
+        return builder.build().tabs;
+    }();
+    std::shared_ptr<Embedder> m_embedder = std::make_shared<Embedder>(false);
 
 private slots:
     void init() { ModelClient::forgetApis(); }
@@ -81,60 +71,49 @@ private slots:
     void reply_data()
     {
         QTest::addColumn<QJsonObject>("record");
-        QTest::addColumn<int>("hitCount");
-        QTest::addColumn<QStringList>("titles"); // empty: the record does not fit the schema
-        QTest::addColumn<QStringList>("reasons");
+        QTest::addColumn<QStringList>("cards"); // empty: the record does not fit the schema
         QTest::newRow("repeated and unknown numbers dropped")
-            << record("Ja.", {{3, "Weil."}, {3, "Nochmal."}, {9, "Fehlt."}}) << 8 << QStringList{"Tab 3"}
-            << QStringList{"Weil."};
-        QTest::newRow("model order, reasons untrimmed") << record("Ja.", {{2, " Zwei "}, {1, "Eins"}}) << 8
-                                                        << QStringList{"Tab 2", "Tab 1"} << QStringList{" Zwei ", "Eins"};
-        QTest::newRow("four picks keep three") << record("Ja.", {{1, "A"}, {2, "B"}, {3, "C"}, {4, "D"}}) << 8
-                                               << QStringList{"Tab 1", "Tab 2", "Tab 3"} << QStringList{"A", "B", "C"};
-        QTest::newRow("last of the hits") << record("Ja.", {{2, "Zwei"}}) << 2 << QStringList{"Tab 2"}
-                                          << QStringList{"Zwei"};
-        QTest::newRow("no valid pick: first three with summaries")
-            << record("Ja.", {{0, "Null"}, {-1, "Minus"}, {9, "Neun"}}) << 8 << QStringList{"Tab 1", "Tab 2", "Tab 3"}
-            << QStringList{"", "Inhalt 2.", "Inhalt 3."};
-        QTest::newRow("fractional number") << record("Ja.", {{1.5, "A"}}) << 8 << QStringList{} << QStringList{};
-        QTest::newRow("no intro") << record(QJsonValue::Undefined, {}) << 8 << QStringList{} << QStringList{};
+            << record({{3, "Weil."}, {3, "Nochmal."}, {9, "Fehlt."}}) << QStringList{"Tab 3: Weil."};
+        QTest::newRow("model order, reasons untrimmed") << record({{2, " Zwei "}, {1, "Eins"}})
+                                                        << QStringList{"Tab 2:  Zwei ", "Tab 1: Eins"};
+        QTest::newRow("four picks keep three") << record({{1, "A"}, {2, "B"}, {3, "C"}, {4, "D"}})
+                                               << QStringList{"Tab 1: A", "Tab 2: B", "Tab 3: C"};
+        QTest::newRow("last of the hits") << record({{8, "Acht"}}) << QStringList{"Tab 8: Acht"};
+        QTest::newRow("no valid pick: first three with summaries") << record({{0, "Null"}, {-1, "Minus"}})
+                                                                   << QStringList{"Tab 1: ", "Tab 2: Inhalt 2.", "Tab 3: Inhalt 3."};
+        QTest::newRow("fractional number") << record({{1.5, "A"}}) << QStringList{};
+        QTest::newRow("no intro") << record({}, QJsonValue::Null) << QStringList{};
     }
 
     void reply()
     {
         QFETCH(QJsonObject, record);
-        QFETCH(int, hitCount);
-        QFETCH(QStringList, titles);
-        QFETCH(QStringList, reasons);
+        QFETCH(QStringList, cards);
         const std::optional<ChatReply> reply = Chat::replyFrom(record);
-        QCOMPARE(reply.has_value(), !titles.isEmpty());
+        QCOMPARE(reply.has_value(), !cards.isEmpty());
         if (!reply)
             return;
-        const ChatAnswer answer = Chat::fromReply(*reply, hits(hitCount));
+        const ChatAnswer answer = Chat::fromReply(*reply, m_hits);
         QCOMPARE(answer.text, "Ja.");
-        QCOMPARE(titlesOf(answer), titles);
-        QCOMPARE(reasonsOf(answer), reasons);
-        QCOMPARE(answer.tabs.size(), titles.size());
+        QCOMPARE(cardsOf(answer), cards);
+        QCOMPARE(answer.tabs.size(), cards.size());
         QVERIFY(answer.byAI);
     }
 
     void fallbackAnswer()
     {
         // The best three stand with their summaries, or the title without one.
-        const ChatAnswer answer = Chat::fallbackAnswer(hits(8));
-        QCOMPARE(titlesOf(answer), (QStringList{"Tab 1", "Tab 2", "Tab 3"}));
-        QCOMPARE(reasonsOf(answer), (QStringList{"Tab 1", "Inhalt 2.", "Inhalt 3."}));
+        const ChatAnswer answer = Chat::fallbackAnswer(m_hits);
+        QCOMPARE(cardsOf(answer), (QStringList{"Tab 1: Tab 1", "Tab 2: Inhalt 2.", "Tab 3: Inhalt 3."}));
         QVERIFY(!answer.byAI);
     }
 
-    void nothingFound()
+    void nothingFoundAsksNoModel()
     {
         FakeModelServer server;
-        const Chat chat(m_embedder);
-        for (const LibraryData &data : {library(LibraryBuilder(), 0), library(LibraryBuilder().tab("Suppenrezept"), 1)}) {
-            const ChatAnswer answer = chat.answer("Kamera", data);
-            QCOMPARE(answer.text, Chat::nothingFoundText());
-            QVERIFY(answer.cards.isEmpty() && !answer.byAI);
+        for (const LibraryData &data : {library(LibraryBuilder()), library(LibraryBuilder().tab("Suppenrezept"))}) {
+            const ChatAnswer answer = Chat(m_embedder).answer("Kamera", data);
+            QVERIFY(answer.cards.isEmpty() && !answer.byAI && !answer.text.isEmpty());
         }
         QCOMPARE(server.requestCount("/api/chat"), 0);
     }
@@ -142,16 +121,14 @@ private slots:
     void modelAnswer()
     {
         FakeModelServer server;
-        server.answerChat(record("Zwei Tabs passen.", {{2, "Das Objektiv."}, {2, "Doppelt."}, {7, "Gibt es nicht."}}));
+        server.answerChat(record({{2, "Das Objektiv."}, {2, "Doppelt."}}, "Zwei Tabs passen."));
         // Both match the one word alike: the newer is hit 1.
         const LibraryData data = library(LibraryBuilder()
                                              .tab("Objektiv für die Kamera").note("Geschenk").read()
-                                             .tab("Kamera kaufen").savedAt(LibraryBuilder::now().addDays(1)),
-                                         2);
+                                             .tab("Kamera kaufen").savedAt(LibraryBuilder::now().addDays(1)));
         const ChatAnswer answer = Chat(m_embedder).answer("Kamera", data);
         QCOMPARE(answer.text, "Zwei Tabs passen.");
-        QCOMPARE(titlesOf(answer), QStringList{"Objektiv für die Kamera"});
-        QCOMPARE(reasonsOf(answer), QStringList{"Das Objektiv."});
+        QCOMPARE(cardsOf(answer), QStringList{"Objektiv für die Kamera: Das Objektiv."});
         QVERIFY(answer.byAI);
         // The numbers the model picks by are those it was shown.
         const QString sent = FakeModelServer::userMessage(server.bodies().value(0));
@@ -162,9 +139,9 @@ private slots:
     void modelFailureFallsBack_data()
     {
         QTest::addColumn<Response>("response");
-        QTest::newRow("server error") << FakeModelServer::ollamaChat(record("Ja.", {}), 500);
+        QTest::newRow("server error") << FakeModelServer::ollamaChat(record({}), 500);
         QTest::newRow("not the schema") << FakeModelServer::ollamaChat(QJsonObject{{"antwort", "Ja."}});
-        QTest::newRow("too slow") << FakeModelServer::ollamaChat(record("Ja.", {{1, "A"}}), 200, 3000);
+        QTest::newRow("too slow") << FakeModelServer::ollamaChat(record({{1, "A"}}), 200, 3000);
     }
 
     void modelFailureFallsBack()
@@ -173,13 +150,10 @@ private slots:
         FakeModelServer server;
         server.route("/api/chat", response);
         const ChatAnswer answer = Chat(m_embedder, 300ms).answer("Kamera", oneCamera());
-        QCOMPARE(reasonsOf(answer), QStringList{"Kameras."});
+        QCOMPARE(cardsOf(answer), QStringList{"Kamera: Kameras."});
         QVERIFY(!answer.byAI);
         QCOMPARE(server.requestCount("/api/chat"), 1);
     }
-
-private:
-    std::shared_ptr<Embedder> m_embedder = std::make_shared<Embedder>(false);
 };
 
 // Runs with PELLMORA_NO_AI set (see CMakeLists.txt): a model that answers
@@ -193,7 +167,7 @@ private slots:
     {
         QVERIFY(AIStatus::forceOff());
         FakeModelServer server;
-        server.answerChat(record("Ja.", {{1, "A"}}));
+        server.answerChat(record({{1, "A"}}));
         QVERIFY(!AIStatus::isAvailable());
         QVERIFY(!Chat(std::make_shared<Embedder>(false)).answer("Kamera", oneCamera()).byAI);
         QVERIFY(!Summarizer().summarize("Wetter Zürich", "Sonne.").byAI);

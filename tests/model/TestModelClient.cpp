@@ -4,7 +4,6 @@
 #include <QtTest>
 
 #include <atomic>
-#include <mutex>
 #include <thread>
 
 #include "AIEngine.h"
@@ -14,7 +13,6 @@
 #include "SerialGate.h"
 #include "ServerEmbeddingSource.h"
 #include "Summarizer.h"
-#include "WithTimeout.h"
 #include "TestRegistry.h"
 
 using namespace std::chrono_literals;
@@ -52,69 +50,6 @@ class TestModelClient : public QObject
 
 private slots:
     void init() { ModelClient::forgetApis(); }
-
-    void gateServesInArrivalOrder()
-    {
-        SerialGate gate;
-        std::mutex mutex;
-        QStringList order;
-        std::atomic<bool> release = false;
-        const auto caller = [&](const QString &name, bool hold) {
-            return std::thread([&, name, hold] {
-                gate.acquire();
-                std::unique_lock lock(mutex);
-                order << name;
-                lock.unlock();
-                if (hold)
-                    waitFor([&] { return release.load(); });
-                gate.release();
-            });
-        };
-        gate.acquire();
-        std::thread b = caller("B", true);
-        waitFor([&] { return gate.waitingCount() == 1; });
-        std::thread c = caller("C", false);
-        waitFor([&] { return gate.waitingCount() == 2; });
-        gate.release(); // B waited first
-        waitFor([&] { std::lock_guard lock(mutex); return !order.isEmpty(); });
-        std::thread d = caller("D", false); // arrives while B holds it: behind C
-        waitFor([&] { return gate.waitingCount() == 2; });
-        release = true;
-        for (std::thread *t : {&b, &c, &d})
-            t->join();
-        QCOMPARE(order, (QStringList{"B", "C", "D"}));
-        QVERIFY_THROWS_EXCEPTION(std::runtime_error, gate.run([]() -> int { throw std::runtime_error("x"); }));
-        QVERIFY(!gate.isBusy());
-    }
-
-    void timeoutStopsWorkerAndDropsLateResult()
-    {
-        SerialGate gate;
-        std::atomic<bool> sawStop = false, letFinish = false, workerDone = false;
-        const std::optional<int> value = gate.run([&] {
-            return withTimeout<int>(50ms, [&](std::stop_token stop) -> std::optional<int> {
-                waitFor([&] { return stop.stop_requested(); });
-                sawStop = true;
-                waitFor([&] { return letFinish.load(); });
-                workerDone = true;
-                return 99; // too late: dropped
-            });
-        });
-        QVERIFY(!value);
-        QVERIFY(!gate.isBusy()); // released while the worker still runs
-        waitFor([&] { return sawStop.load(); });
-        QVERIFY(!workerDone);
-        letFinish = true;
-        waitFor([&] { return workerDone.load(); });
-        // A failure or the caller's own stop ends the wait long before the limit.
-        QVERIFY(!withTimeout<int>(3600s, [](std::stop_token) -> std::optional<int> { throw std::runtime_error("x"); }));
-        std::stop_source caller;
-        caller.request_stop();
-        QVERIFY(!withTimeout<int>(3600s, [](std::stop_token stop) -> std::optional<int> {
-            waitFor([&] { return stop.stop_requested(); });
-            return 1;
-        }, caller.get_token()));
-    }
 
     void loopback_data()
     {
@@ -258,18 +193,29 @@ private slots:
         QCOMPARE(server.requestCount("/api/chat"), 1);
     }
 
-    void oneRequestAtATime()
+    void oneRequestAtATimeInArrivalOrder()
     {
         FakeModelServer server;
-        server.route("/api/chat", chat(R"({"summary":"S.","tags":[]})", 150));
+        server.route("/api/chat", chat(R"({"summary":"S.","tags":[]})", 50));
         const ModelConfig config = ModelConfig::current();
+        SerialGate &gate = AIEngine::gate();
         std::atomic<int> answered = 0;
         std::vector<std::jthread> callers;
-        for (int i = 0; i < 3; ++i)
-            callers.emplace_back([&] { answered += AIEngine::generate(config, "P", Summarizer::schema(), 30s) ? 1 : 0; });
+        gate.acquire(); // held until all three wait
+        for (int i = 0; i < 3; ++i) {
+            callers.emplace_back([&, i] { answered += AIEngine::generate(config, QString::number(i), Summarizer::schema(), 30s) ? 1 : 0; });
+            waitFor([&] { return gate.waitingCount() == i + 1; });
+        }
+        gate.release();
         callers.clear();
         QCOMPARE(answered.load(), 3);
         QCOMPARE(server.maxInFlight(), 1);
+        QStringList order;
+        for (const QJsonObject &body : server.bodies())
+            order << FakeModelServer::userMessage(body).left(1);
+        QCOMPARE(order, (QStringList{"0", "1", "2"}));
+        QVERIFY_THROWS_EXCEPTION(std::runtime_error, gate.run([]() -> int { throw std::runtime_error("x"); }));
+        QVERIFY(!gate.isBusy());
     }
 
     void summaryFromReply_data()
