@@ -92,16 +92,14 @@ private slots:
         QTest::newRow("two keywords") << QStringList{"Kamera kaufen", "Kamera Objektiv Vergleich", "Objektiv"}
                                       << QStringList{"a.ch", "b.ch", "c.ch"} << none << "Kamera & Objektiv";
         QTest::newRow("one keyword and top domain") << QStringList{"Fahrplan", "Zug", "Bus"}
-                                                    << QStringList{"zvv.ch", "sbb.ch", "sbb.ch"} << none
-                                                    << "Fahrplan · sbb.ch";
+                                                    << QStringList{"zvv.ch", "sbb.ch", "sbb.ch"} << none << "Fahrplan · sbb.ch";
         QTest::newRow("no keyword: domains, ties by name") << QStringList{"Zug", "Bus", "Tee"}
                                                            << QStringList{"x.ch", "a.ch", "m.ch"} << none << "a.ch · m.ch";
         QTest::newRow("text words in two tabs count") << QStringList{"Zug", "Bus"} << QStringList{"a.ch", "a.ch"}
                                                       << QStringList{"Verspätung heute Fahrplan", "Fahrplan mit Verspätung"}
                                                       << "Fahrplan & Verspätung";
         QTest::newRow("text after 600 characters unseen") << QStringList{"Zug", "Bus"} << QStringList{"a.ch", "a.ch"}
-                                                          << QStringList{filler + "Geheimwort", filler + "Geheimwort"}
-                                                          << "a.ch";
+                                                          << QStringList{filler + "Geheimwort", filler + "Geheimwort"} << "a.ch";
     }
 
     void fallbackName()
@@ -132,8 +130,7 @@ private slots:
                                                       << QList<Numbers>{{1, 2, 3}} << Numbers{};
         QTest::newRow("vector of another length counts 0") << QList<Vector>{{1, 0}, {1, 0}, {1, 0, 0}}
                                                            << QList<Numbers>{{1, 2}} << Numbers{3};
-        QTest::newRow("empty vector counts 0") << QList<Vector>{{1, 0}, {}, {1, 0}} << QList<Numbers>{{1, 3}}
-                                               << Numbers{2};
+        QTest::newRow("empty vector counts 0") << QList<Vector>{{1, 0}, {}, {1, 0}} << QList<Numbers>{{1, 3}} << Numbers{2};
         QTest::newRow("zero centroid drops the group") << QList<Vector>{{1, 0}, {0, 1}, {-1, -1}}
                                                        << QList<Numbers>{} << Numbers{1, 2, 3};
         // After {1,2} the average to 3 is 0.704, below 3–4 at 0.707; single

@@ -4,6 +4,7 @@
 
 #include "DemoData.h"
 #include "Embedder.h"
+#include "LibraryBuilder.h"
 #include "SearchIndex.h"
 #include "TestRegistry.h"
 
@@ -11,15 +12,12 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-SavedTab makeTab(const QString &title, int day = 1)
+QList<QUuid> idsOf(const QList<SearchHit> &hits)
 {
-    SavedTab tab;
-    tab.id = QUuid::createUuid();
-    tab.title = title;
-    tab.url = u"https://example.org/"_qs;
-    tab.domain = u"example.org"_qs;
-    tab.savedAt = QDateTime(QDate(2026, 3, day), QTime(12, 0), Qt::UTC);
-    return tab;
+    QList<QUuid> ids;
+    for (const SearchHit &hit : hits)
+        ids.append(hit.tab.id);
+    return ids;
 }
 
 } // namespace
@@ -31,12 +29,9 @@ class TestSearchIndex : public QObject
 private slots:
     void keywordScore_data();
     void keywordScore();
-    void emptyQueries_data();
-    void emptyQueries();
-    void ordering();
+    void orderAndLimit();
     void staleVectorsRecomputed();
     void changedTabNotScoredFromCache();
-    void limitAndSearch();
     void demoRanking();
 };
 
@@ -46,35 +41,26 @@ void TestSearchIndex::keywordScore_data()
     QTest::addColumn<QString>("field"); // where the tab gets `content`
     QTest::addColumn<QString>("content");
     QTest::addColumn<float>("expected");
-
-    QTest::newRow("title") << u"garten"_qs << u"title"_qs << u"Mein Garten"_qs << 1.0f;
-    QTest::newRow("summary") << u"garten"_qs << u"summary"_qs << u"Garten"_qs << 0.8f;
-    QTest::newRow("tag") << u"garten"_qs << u"tags"_qs << u"garten"_qs << 0.8f;
-    QTest::newRow("note") << u"garten"_qs << u"note"_qs << u"Garten"_qs << 0.8f;
-    QTest::newRow("project tag") << u"garten"_qs << u"projectTags"_qs << u"Garten"_qs << 0.8f;
-    QTest::newRow("address") << u"garten"_qs << u"url"_qs << u"https://garten.ch/x"_qs << 0.6f;
-    QTest::newRow("text") << u"garten"_qs << u"text"_qs << u"Im Garten"_qs << 0.4f;
-    QTest::newRow("text beyond 6000 ignored")
-        << u"garten"_qs << u"text"_qs << (QString(5999, u'x') + u" garten"_qs) << 0.0f;
-    QTest::newRow("shared stem") << u"projektplan"_qs << u"title"_qs << u"Projekte"_qs << 1.0f;
-    QTest::newRow("substring in title") << u"m\u00f6bel"_qs << u"title"_qs << u"Gartenm\u00f6bel"_qs << 0.7f;
-    QTest::newRow("substring in summary") << u"m\u00f6bel"_qs << u"summary"_qs << u"Gartenm\u00f6bel"_qs << 0.5f;
-    QTest::newRow("project tags not in substring text")
-        << u"m\u00f6bel"_qs << u"projectTags"_qs << u"Gartenm\u00f6bel"_qs << 0.0f;
-    QTest::newRow("four letters no fallback") << u"bahn"_qs << u"title"_qs << u"Eisenbahn"_qs << 0.0f;
-    QTest::newRow("suffix dropped") << u"kameras"_qs << u"title"_qs << u"Spiegelreflexkamera"_qs << 0.7f;
+    QTest::newRow("title") << u"garten"_s << u"title"_s << u"Mein Garten"_s << 1.0f;
+    QTest::newRow("summary") << u"garten"_s << u"summary"_s << u"Garten"_s << 0.8f;
+    QTest::newRow("tag") << u"garten"_s << u"tags"_s << u"garten"_s << 0.8f;
+    QTest::newRow("project tag") << u"garten"_s << u"projects"_s << u"Garten"_s << 0.8f;
+    QTest::newRow("address") << u"garten"_s << u"url"_s << u"https://garten.ch/x"_s << 0.6f;
+    QTest::newRow("text") << u"garten"_s << u"text"_s << u"Im Garten"_s << 0.4f;
+    QTest::newRow("text beyond 6000 ignored") << u"garten"_s << u"text"_s << (QString(5999, u'x') + u" garten"_s) << 0.0f;
+    QTest::newRow("shared stem") << u"projektplan"_s << u"title"_s << u"Projekte"_s << 1.0f;
+    QTest::newRow("substring in title") << u"m\u00f6bel"_s << u"title"_s << u"Gartenm\u00f6bel"_s << 0.7f;
+    QTest::newRow("substring in summary") << u"m\u00f6bel"_s << u"summary"_s << u"Gartenm\u00f6bel"_s << 0.5f;
+    QTest::newRow("no substring in project tags") << u"m\u00f6bel"_s << u"projects"_s << u"Gartenm\u00f6bel"_s << 0.0f;
+    QTest::newRow("four letters, no substring") << u"bahn"_s << u"title"_s << u"Eisenbahn"_s << 0.0f;
+    QTest::newRow("suffix dropped") << u"kameras"_s << u"title"_s << u"Spiegelreflexkamera"_s << 0.7f;
     // "en" is tried before "n": three letters remain, too few, though "hose" would match.
-    QTest::newRow("en before n, too short") << u"hosen"_qs << u"title"_qs << u"Regenhose"_qs << 0.0f;
-    QTest::newRow("four left is enough") << u"tasse"_qs << u"title"_qs << u"Kaffeetass"_qs << 0.7f;
-    QTest::newRow("stop words only") << u"die und the"_qs << u"title"_qs << u"die und the"_qs << 0.0f;
-    QTest::newRow("averaged") << u"garten katze"_qs << u"title"_qs << u"Garten"_qs << 0.5f;
-    QTest::newRow("Latin-1 capitals") << u"\u00f6l"_qs << u"title"_qs << u"\u00d6L"_qs << 1.0f;
-    QTest::newRow("quotes outside Latin-1 separate")
-        << u"garten"_qs << u"title"_qs << u"\u201eGarten\u201c"_qs << 1.0f;
-    QTest::newRow("soft hyphen separates") << u"gabe"_qs << u"title"_qs << u"Aus\u00adgabe"_qs << 1.0f;
-    QTest::newRow("combining mark stays in its word")
-        << u"cafe"_qs << u"title"_qs << u"Cafe\u0301 Bar"_qs << 0.0f;
-    QTest::newRow("title wins over text") << u"garten"_qs << u"title"_qs << u"garten"_qs << 1.0f;
+    QTest::newRow("en before n, too short") << u"hosen"_s << u"title"_s << u"Regenhose"_s << 0.0f;
+    QTest::newRow("averaged") << u"garten katze"_s << u"title"_s << u"Garten"_s << 0.5f;
+    QTest::newRow("Latin-1 capitals") << u"\u00f6l"_s << u"title"_s << u"\u00d6L"_s << 1.0f;
+    QTest::newRow("quotes outside Latin-1 separate") << u"garten"_s << u"title"_s << u"\u201eGarten\u201c"_s << 1.0f;
+    QTest::newRow("soft hyphen separates") << u"gabe"_s << u"title"_s << u"Aus\u00adgabe"_s << 1.0f;
+    QTest::newRow("combining mark stays in its word") << u"cafe"_s << u"title"_s << u"Cafe\u0301 Bar"_s << 0.0f;
 }
 
 void TestSearchIndex::keywordScore()
@@ -83,120 +69,71 @@ void TestSearchIndex::keywordScore()
     QFETCH(QString, field);
     QFETCH(QString, content);
     QFETCH(float, expected);
-    SavedTab tab = makeTab(u"Leer"_qs);
-    tab.url = u"https://example.org/"_qs;
-    if (field == u"title")
-        tab.title = content;
-    else if (field == u"summary")
-        tab.summary = content;
+    LibraryBuilder builder;
+    builder.tab(field == u"title" ? content : u"Leer"_s, field == u"url" ? content : u"https://example.org/"_s);
+    if (field == u"summary")
+        builder.summary(content);
     else if (field == u"tags")
-        tab.tags = {u"x"_qs, content};
-    else if (field == u"note")
-        tab.note = content;
-    else if (field == u"projectTags")
-        tab.projectTags = {content};
-    else if (field == u"url")
-        tab.url = content;
+        builder.tags({u"x"_s, content});
+    else if (field == u"projects")
+        builder.projects({content});
     else if (field == u"text")
-        tab.text = content;
-    const float got = SearchIndex::keywordScore(SearchIndex::queryStems(query), tab);
+        builder.text(content);
+    const float got = SearchIndex::keywordScore(SearchIndex::queryStems(query), builder.build().tabs.first());
     QVERIFY2(std::fabs(got - expected) < 1e-6f, qPrintable(QString::number(got)));
 }
 
-void TestSearchIndex::emptyQueries_data()
+void TestSearchIndex::orderAndLimit()
 {
-    QTest::addColumn<QString>("query");
-    QTest::addColumn<bool>("withTabs");
-    QTest::newRow("blanks") << u"  \n\t "_qs << true;
-    QTest::newRow("no tabs") << u"garten"_qs << false;
-    QTest::newRow("stop words without semantic source") << u"die und der"_qs << true;
-}
-
-void TestSearchIndex::emptyQueries()
-{
-    QFETCH(QString, query);
-    QFETCH(bool, withTabs);
-    LibraryData data;
-    if (withTabs)
-        data.tabs = {makeTab(u"die und der Garten"_qs)};
-    const SearchIndex index(std::make_shared<Embedder>(false));
-    QVERIFY(index.hits(query, data, 10).isEmpty());
-}
-
-void TestSearchIndex::ordering()
-{
-    LibraryData data;
-    // Same title, so same score: the newer save comes first, equal dates keep library order.
-    SavedTab a = makeTab(u"Kamera Test"_qs, 1);
-    SavedTab b = makeTab(u"Kamera Test"_qs, 5);
-    SavedTab c = makeTab(u"Kamera Test"_qs, 5);
-    SavedTab d = makeTab(u"Kamera"_qs, 1); // closer word match, higher score
-    SavedTab e = makeTab(u"Nichts davon"_qs, 9);
-    data.tabs = {a, b, c, d, e};
+    // Same title, same score: the newer save first, equal dates in library order.
+    const QDateTime later = LibraryBuilder::now().addDays(4);
+    LibraryData data = LibraryBuilder()
+                           .tab("Kamera Test").tab("Kamera Test").savedAt(later).tab("Kamera Test").savedAt(later)
+                           .tab("Kamera").tab("Nichts davon").savedAt(later.addDays(4));
     auto embedder = std::make_shared<Embedder>(false);
     embedder->ensureEmbeddings(data);
     const SearchIndex index(embedder);
-    const QList<SearchHit> hits = index.hits(u" Kamera "_qs, data, 10);
-    QCOMPARE(hits.size(), 4);
-    QCOMPARE(hits[0].tab, d);
-    QCOMPARE(hits[1].tab, b);
-    QCOMPARE(hits[2].tab, c);
-    QCOMPARE(hits[3].tab, a);
-    QVERIFY(hits[0].score > hits[1].score);
+    const QList<SearchHit> hits = index.hits(u" Kamera "_s, data, 10);
+    using B = LibraryBuilder;
+    QCOMPARE(idsOf(hits), (QList<QUuid>{B::tabId(4), B::tabId(2), B::tabId(3), B::tabId(1)}));
+    QVERIFY(hits[0].score > hits[1].score); // the closer word match
     QCOMPARE(hits[1].score, hits[3].score);
-    // Title holds every query word: at least the keyword weight.
-    QVERIFY(hits[3].score >= 0.45f);
+    QVERIFY(hits[3].score >= SearchIndex::keywordWeight); // the title holds every query word
+    QCOMPARE(index.search(u"kamera"_s, data, 2).value(1).id, B::tabId(2));
+    QVERIFY(index.search(u"kamera"_s, data, 0).isEmpty());
+    QVERIFY(index.hits(u"  \n\t "_s, data, 10).isEmpty());
+    QVERIFY(index.hits(u"die und der"_s, LibraryBuilder().tab("die und der Garten"), 10).isEmpty());
 }
 
 void TestSearchIndex::staleVectorsRecomputed()
 {
-    LibraryData data;
-    data.tabs = {makeTab(u"Garten"_qs)};
+    LibraryData data = LibraryBuilder().tab("Garten");
     auto embedder = std::make_shared<Embedder>(false);
     embedder->ensureEmbeddings(data);
     const SearchIndex index(embedder);
-    const float fresh = index.hits(u"garten"_qs, data, 10).value(0).score;
-
-    // A vector from another space pointing away from everything must not be used.
+    const float fresh = index.hits(u"garten"_s, data, 10).value(0).score;
+    // A vector from another space pointing away from everything is not used.
     data.embeddings[idText(data.tabs[0].id)] = Vector(256, 0.0f);
-    data.embedderKind = u"other-3+bow256"_qs;
-    QCOMPARE(index.hits(u"garten"_qs, data, 10).value(0).score, fresh);
-
+    data.embedderKind = u"other-3+bow256"_s;
+    QCOMPARE(index.hits(u"garten"_s, data, 10).value(0).score, fresh);
     // With the same kind the cache is trusted, even when it is empty.
     data.embedderKind = embedder->kind();
-    const float cached = index.hits(u"garten"_qs, data, 10).value(0).score;
-    QVERIFY(std::fabs(cached - 0.45f) < 1e-6f);
-    QVERIFY(fresh > cached);
+    QVERIFY(std::fabs(index.hits(u"garten"_s, data, 10).value(0).score - SearchIndex::keywordWeight) < 1e-6f);
+    QVERIFY(fresh > SearchIndex::keywordWeight);
 }
 
 void TestSearchIndex::changedTabNotScoredFromCache()
 {
-    LibraryData data;
-    data.tabs = {makeTab(u"Garten"_qs), makeTab(u"Katze"_qs)};
+    LibraryData data = LibraryBuilder().tab("Garten", "https://a.ch/1").tab("Katze", "https://a.ch/2");
     const SearchIndex index(std::make_shared<Embedder>(false));
-    QCOMPARE(index.hits(u"katze"_qs, data, 10).size(), 1);
-    data.tabs[0].note = u"Katze im Garten"_qs;
-    data.tabs[1].title = u"Hund"_qs;
-    const QList<SearchHit> hits = index.hits(u"katze"_qs, data, 10);
-    QCOMPARE(hits.size(), 1);
-    QCOMPARE(hits[0].tab.id, data.tabs[0].id);
-    // A copy of the index shares the cache and must agree with a fresh one.
+    QCOMPARE(index.hits(u"katze"_s, data, 10).size(), 1);
+    data.tabs[0].note = u"Katze im Garten"_s;
+    data.tabs[1].title = u"Hund"_s;
+    QCOMPARE(idsOf(index.hits(u"katze"_s, data, 10)), QList<QUuid>{data.tabs[0].id});
+    // A copy of the index shares the cache and agrees with a fresh one.
     const SearchIndex copy = index;
-    const SearchIndex fresh(std::make_shared<Embedder>(false));
-    QCOMPARE(copy.hits(u"katze garten"_qs, data, 10), fresh.hits(u"katze garten"_qs, data, 10));
-}
-
-void TestSearchIndex::limitAndSearch()
-{
-    LibraryData data;
-    for (int i = 1; i <= 5; ++i)
-        data.tabs.append(makeTab(u"Velo Tour %1"_qs.arg(i), i));
-    const SearchIndex index(std::make_shared<Embedder>(false));
-    const QList<SavedTab> tabs = index.search(u"velo"_qs, data, 3);
-    QCOMPARE(tabs.size(), 3);
-    QCOMPARE(tabs[0].id, data.tabs[4].id);
-    QCOMPARE(tabs[2].id, data.tabs[2].id);
-    QVERIFY(index.search(u"velo"_qs, data, 0).isEmpty());
+    QCOMPARE(copy.hits(u"katze garten"_s, data, 10),
+             SearchIndex(std::make_shared<Embedder>(false)).hits(u"katze garten"_s, data, 10));
 }
 
 // Hits, scores and order on the demo library, as recorded in demo_ranking.txt
