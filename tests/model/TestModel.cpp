@@ -1,0 +1,567 @@
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QTcpServer>
+#include <QtTest>
+
+#include <atomic>
+#include <cmath>
+#include <thread>
+
+#include "AIEngine.h"
+#include "AIStatus.h"
+#include "Chat.h"
+#include "Embedder.h"
+#include "FakeModelServer.h"
+#include "LibraryBuilder.h"
+#include "ModelClient.h"
+#include "SerialGate.h"
+#include "ServerEmbeddingSource.h"
+#include "Summarizer.h"
+#include "TopicClusterer.h"
+#include "TopicPalette.h"
+#include "TestRegistry.h"
+
+using namespace std::chrono_literals;
+using Availability = AIStatus::Availability;
+using Response = LocalHttpServer::Response;
+using Numbers = QList<int>; // tab numbers as LibraryBuilder counts them
+
+namespace {
+
+Response reply(int status, const QByteArray &body = "{}")
+{
+    Response r = LocalHttpServer::page(body, "application/json");
+    r.status = status;
+    return r;
+}
+
+Response chat(const QString &content, int delayMs = 0)
+{
+    return FakeModelServer::ollamaChat(content, 200, delayMs);
+}
+
+QJsonObject picks(const QList<std::pair<double, QString>> &picks, const QJsonValue &intro = "Ja.")
+{
+    QJsonArray array;
+    for (const auto &[number, reason] : picks)
+        array << QJsonObject{{"number", number}, {"reason", reason}};
+    return {{"intro", intro}, {"picks", array}};
+}
+
+QStringList cardsOf(const ChatAnswer &answer)
+{
+    QStringList cards;
+    for (const ChatCard &card : answer.cards)
+        cards.append(card.tab.title + ": " + card.reason);
+    return cards;
+}
+
+// Vectors stored under the hashed-words kind; addresses in the order added,
+// so the clusterer's working order (by address) is the library's.
+LibraryData library(const QList<Vector> &vectors, const QStringList &titles = {})
+{
+    LibraryBuilder builder;
+    for (qsizetype i = 0; i < vectors.size(); ++i)
+        builder.tab(titles.value(i, "Tab"), QStringLiteral("https://t.ch/%1").arg(i, 4, 10, QLatin1Char('0'))).vector(vectors[i]);
+    return builder.embedderKind(Embedder(false).kind());
+}
+
+// Zero vectors leave the chat's search to the words alone.
+LibraryData wordsOnly(const QStringList &titles)
+{
+    return library(QList<Vector>(titles.size(), Vector(Embedder(false).dimension(), 0.0f)), titles);
+}
+
+QList<QUuid> ids(const Numbers &numbers)
+{
+    QList<QUuid> out;
+    for (int n : numbers)
+        out.append(LibraryBuilder::tabId(n));
+    return out;
+}
+
+TopicClusterer clusterer(std::chrono::milliseconds nameLimit = TopicClusterer::defaultNameLimit)
+{
+    return TopicClusterer(std::make_shared<Embedder>(false), 0.12f, 0.10f, 0.02f, nameLimit);
+}
+
+} // namespace
+
+// The language model's features: the client's protocol with the local
+// server, the summaries, the topics it names and the chat it answers, each
+// falling back without it.
+class TestModel : public QObject
+{
+    Q_OBJECT
+    std::shared_ptr<Embedder> m_embedder = std::make_shared<Embedder>(false);
+
+private slots:
+    void init() { ModelClient::forgetApis(); }
+
+    void loopback_data()
+    {
+        QTest::addColumn<QString>("url");
+        QTest::addColumn<bool>("loopback");
+        QTest::newRow("localhost in capitals") << "http://LocalHost:8080" << true;
+        QTest::newRow("ipv6 loopback") << "http://[::1]:8080" << true;
+        QTest::newRow("lan address") << "http://192.168.1.20:11434" << false;
+        QTest::newRow("localhost lookalike") << "http://localhost.example.com" << false;
+    }
+
+    void loopback()
+    {
+        QFETCH(QString, url);
+        QFETCH(bool, loopback);
+        QCOMPARE(ModelConfig::isLoopback(QUrl(url)), loopback);
+    }
+
+    void availability_data()
+    {
+        QTest::addColumn<QString>("model");
+        QTest::addColumn<Response>("tags");
+        QTest::addColumn<Response>("models"); // the compatible API's list
+        QTest::addColumn<Availability>("expected");
+        QTest::addColumn<int>("requests");
+        const Response ollama = reply(200, R"({"models":[{"name":"gemma:latest"},{"name":"llama3:8b"}]})");
+        const Response openAI = reply(200, R"({"object":"list","data":[{"id":"gemma"}]})");
+        const Response none = reply(404);
+        // Each of three questions asks anew; a server found to speak the
+        // compatible API is not probed on the Ollama path again.
+        QTest::newRow("no model name") << "" << ollama << none << Availability::notEnabled << 0;
+        QTest::newRow("ollama, latest tag") << "gemma" << ollama << none << Availability::available << 3;
+        QTest::newRow("ollama, model missing") << "mistral" << ollama << none << Availability::modelNotReady << 3;
+        QTest::newRow("openai, model present") << "gemma" << none << openAI << Availability::available << 4;
+        QTest::newRow("openai, still loading") << "gemma" << none << reply(503) << Availability::modelNotReady << 6;
+        QTest::newRow("neither api") << "gemma" << none << none << Availability::otherReason << 6;
+        QTest::newRow("server error") << "gemma" << reply(500) << none << Availability::otherReason << 3;
+    }
+
+    void availability()
+    {
+        QFETCH(QString, model);
+        QFETCH(Response, tags);
+        QFETCH(Response, models);
+        QFETCH(Availability, expected);
+        QFETCH(int, requests);
+        FakeModelServer server;
+        server.route("/api/tags", tags);
+        server.route("/v1/models", models);
+        qputenv("PELLMORA_MODEL", model.toUtf8());
+        QCOMPARE(AIStatus::availability(), expected);
+        QCOMPARE(AIStatus::isAvailable(), expected == Availability::available);
+        QCOMPARE(AIStatus::description(), AIStatus::description(expected));
+        QCOMPARE(server.requests().size(), requests);
+    }
+
+    void unreachableServerIsNeverAsked()
+    {
+        QTcpServer probe;
+        QVERIFY(probe.listen(QHostAddress::LocalHost));
+        const ModelConfig down{QUrl(QStringLiteral("http://127.0.0.1:%1").arg(probe.serverPort())), "gemma", {}};
+        probe.close();
+        QCOMPARE(ModelClient(down).availability(), Availability::otherReason);
+        QVERIFY(!ModelClient(down).generate(AIEngine::instructions(), "x", Summarizer::schema()));
+        // A server off the loopback interface is never asked, even with a model.
+        FakeModelServer server;
+        const ModelConfig remote{QUrl(QStringLiteral("http://10.0.0.7:%1").arg(server.port())), "gemma", {}};
+        QCOMPARE(ModelClient(remote).availability(), Availability::otherReason);
+        QVERIFY(!AIEngine::generate(remote, "x", Summarizer::schema(), 5s));
+        QCOMPARE(server.requests().size(), 0);
+    }
+
+    void ollamaRequest()
+    {
+        FakeModelServer server;
+        server.route("/api/chat", chat(R"({"summary":"Ein Satz.","tags":["a"]})"));
+        QCOMPARE(AIEngine::generate("Eins.", Summarizer::schema(), 10s).value_or(QJsonObject())["summary"].toString(), "Ein Satz.");
+        QVERIFY(AIEngine::generate("Noch einmal.", Summarizer::schema(), 10s));
+        QCOMPARE(server.requests().first().method, "POST");
+        const QJsonObject body = server.bodies().value(1);
+        QCOMPARE(body["model"].toString(), "gemma");
+        QCOMPARE(body["stream"], QJsonValue(false));
+        QCOMPARE(body["format"].toObject(), Summarizer::schema().toJson());
+        const QJsonArray messages = body["messages"].toArray();
+        QCOMPARE(messages.size(), 2); // a fresh conversation each time
+        QCOMPARE(messages[0]["content"].toString(), AIEngine::instructions());
+        QVERIFY(messages[1]["content"].toString().startsWith("Noch einmal.\n"));
+    }
+
+    void openAIAfterOllamaNotFound()
+    {
+        FakeModelServer server;
+        server.route("/v1/chat/completions", FakeModelServer::openAIChat(R"({"summary":"Satz.","tags":[]})"));
+        QVERIFY(AIEngine::generate("P", Summarizer::schema(), 10s));
+        const QJsonObject body = server.bodies("/v1/chat/completions").value(0);
+        QCOMPARE(body["response_format"]["json_schema"]["schema"].toObject(), Summarizer::schema().toJson());
+        QCOMPARE(body["messages"][0]["content"].toString(), AIEngine::instructions());
+        QVERIFY(AIEngine::generate("P", Summarizer::schema(), 10s)); // remembered: straight to the compatible API
+        QCOMPARE(server.requestCount("/api/chat"), 1);
+        QCOMPARE(server.requestCount("/v1/chat/completions"), 2);
+    }
+
+    void replies_data()
+    {
+        QTest::addColumn<Response>("response");
+        QTest::addColumn<bool>("usable");
+        QTest::newRow("fenced json") << chat("```json\n{\"summary\":\"S.\",\"tags\":[]}\n```") << true;
+        QTest::newRow("prose") << chat("Gerne fasse ich das zusammen.") << false;
+        QTest::newRow("tags not strings") << chat(R"({"summary":"S.","tags":[1,2]})") << false;
+        QTest::newRow("array") << chat(R"([{"summary":"S.","tags":[]}])") << false;
+        QTest::newRow("server error") << reply(500) << false;
+        QTest::newRow("broken envelope") << reply(200, "{\"message\":") << false;
+    }
+
+    void replies()
+    {
+        QFETCH(Response, response);
+        QFETCH(bool, usable);
+        FakeModelServer server;
+        server.route("/api/chat", response);
+        QCOMPARE(AIEngine::generate("P", Summarizer::schema(), 10s).has_value(), usable);
+        QVERIFY(!AIEngine::gate().isBusy());
+        QCOMPARE(server.requestCount("/v1/chat/completions"), 0);
+    }
+
+    void slowReplyFallsBack()
+    {
+        FakeModelServer server;
+        server.route("/api/chat", chat(R"({"summary":"Zu spät.","tags":[]})", 3000));
+        const QString text = QStringLiteral("Heute scheint über ganz Zürich die Sonne bis zum Abend.");
+        QCOMPARE(Summarizer(200ms).summarize("Wetter", text), (SummaryResult{text, {"Wetter", "Abend"}, false}));
+        QVERIFY(!AIEngine::gate().isBusy());
+        QVERIFY(!Summarizer().summarize("", "").byAI); // nothing to summarise: not asked
+        QCOMPARE(server.requestCount("/api/chat"), 1);
+    }
+
+    void oneRequestAtATimeInArrivalOrder()
+    {
+        FakeModelServer server;
+        server.route("/api/chat", chat(R"({"summary":"S.","tags":[]})", 50));
+        const ModelConfig config = ModelConfig::current();
+        SerialGate &gate = AIEngine::gate();
+        std::atomic<int> answered = 0;
+        std::vector<std::jthread> callers;
+        gate.acquire(); // held until all three wait
+        for (int i = 0; i < 3; ++i) {
+            callers.emplace_back([&, i] { answered += AIEngine::generate(config, QString::number(i), Summarizer::schema(), 30s) ? 1 : 0; });
+            while (gate.waitingCount() != i + 1)
+                std::this_thread::sleep_for(1ms);
+        }
+        gate.release();
+        callers.clear();
+        QCOMPARE(answered.load(), 3);
+        QCOMPARE(server.maxInFlight(), 1);
+        QStringList order;
+        for (const QJsonObject &body : server.bodies())
+            order << FakeModelServer::userMessage(body).left(1);
+        QCOMPARE(order, (QStringList{"0", "1", "2"}));
+        QVERIFY_THROWS_EXCEPTION(std::runtime_error, gate.run([]() -> int { throw std::runtime_error("x"); }));
+        QVERIFY(!gate.isBusy());
+    }
+
+    void summaryFromReply_data()
+    {
+        QTest::addColumn<QJsonObject>("record");
+        QTest::addColumn<SummaryResult>("expected");
+        QTest::newRow("trimmed, blank tag takes a place, three at most")
+            << QJsonObject{{"summary", " S.\n"}, {"tags", QJsonArray{" \tWetter\n ", " \t ", "c", "d"}}}
+            << SummaryResult{"S.", {"Wetter\n", "c"}, true};
+        QTest::newRow("long summary cut") << QJsonObject{{"summary", QString(200, u'x')}, {"tags", QJsonArray{}}}
+                                          << SummaryResult{QString(159, u'x') + u'…', {}, true};
+        QTest::newRow("blank summary unusable") << QJsonObject{{"summary", " \n "}, {"tags", QJsonArray{"a"}}} << SummaryResult{};
+    }
+
+    void summaryFromReply()
+    {
+        QFETCH(QJsonObject, record);
+        QFETCH(SummaryResult, expected);
+        QCOMPARE(Summarizer::fromReply(record).value_or(SummaryResult{}), expected);
+    }
+
+    void embeddings()
+    {
+        for (const bool ollama : {true, false}) {
+            auto server = std::make_unique<FakeModelServer>();
+            server->setHandler([ollama](const LocalHttpServer::Request &request) {
+                // As long as the text, so another length is another dimension.
+                QJsonArray vector;
+                for (qsizetype i = 0; i < QJsonDocument::fromJson(request.body)["input"][0].toString().size(); ++i)
+                    vector.append(double(i + 1));
+                if (ollama && request.path == "/api/embed")
+                    return FakeModelServer::json({{"embeddings", QJsonArray{vector}}});
+                if (!ollama && request.path == "/v1/embeddings")
+                    return FakeModelServer::json({{"data", QJsonArray{QJsonObject{{"embedding", vector}}}}});
+                return reply(404);
+            });
+            qunsetenv("PELLMORA_EMBED_MODEL");
+            QVERIFY(!ServerEmbeddingSource::create());
+            qputenv("PELLMORA_EMBED_MODEL", "nomic");
+            std::unique_ptr<ServerEmbeddingSource> source = ServerEmbeddingSource::create();
+            QVERIFY(source);
+            QCOMPARE(source->identity(), "server:nomic-5"); // the probe text's length
+            QCOMPARE(source->vector("Hallo"), std::optional<Vector>(Vector{1, 2, 3, 4, 5}));
+            QCOMPARE(source->vector("Hallo Welt"), std::nullopt);
+            QCOMPARE(QJsonDocument::fromJson(server->requests().last().body)["model"].toString(), "nomic");
+            server.reset();
+            QCOMPARE(source->vector("Hallo"), std::nullopt);
+        }
+    }
+
+    void topicCount_data()
+    {
+        QTest::addColumn<qsizetype>("n");
+        QTest::addColumn<qsizetype>("k");
+        QTest::newRow("1 clamps up") << qsizetype(1) << qsizetype(2);
+        QTest::newRow("13 rounds up") << qsizetype(13) << qsizetype(3);
+        QTest::newRow("264") << qsizetype(264) << qsizetype(11);
+        QTest::newRow("265") << qsizetype(265) << qsizetype(12);
+        QTest::newRow("10000 clamps down") << qsizetype(10000) << qsizetype(12);
+    }
+
+    void topicCount()
+    {
+        QFETCH(qsizetype, n);
+        QFETCH(qsizetype, k);
+        QCOMPARE(TopicClusterer::kFor(n), k);
+    }
+
+    void clusters_data()
+    {
+        QTest::addColumn<QList<Vector>>("vectors");
+        QTest::addColumn<QList<Numbers>>("topics");
+        QTest::addColumn<Numbers>("unsorted");
+        const Vector a{1, 0, 0};
+        const Vector b{1, 1, 0};
+        const auto angle = [](double d) { return Vector{float(std::cos(d * M_PI / 180)), float(std::sin(d * M_PI / 180))}; };
+        QTest::newRow("empty library") << QList<Vector>{} << QList<Numbers>{} << Numbers{};
+        QTest::newRow("one tab is unsorted") << QList<Vector>{{1, 0}} << QList<Numbers>{} << Numbers{1};
+        // Orthogonal to the others but at 0.447 to the centroid.
+        QTest::newRow("unrelated tab stays in group") << QList<Vector>{{1, 0}, {1, 0}, {0, 1}} << QList<Numbers>{{1, 2, 3}} << Numbers{};
+        QTest::newRow("vector of another length counts 0") << QList<Vector>{{1, 0}, {1, 0}, {1, 0, 0}} << QList<Numbers>{{1, 2}}
+                                                           << Numbers{3};
+        QTest::newRow("zero centroid drops the group") << QList<Vector>{{1, 0}, {0, 1}, {-1, -1}} << QList<Numbers>{} << Numbers{1, 2, 3};
+        // 1 and 2 fit; 3 goes first, then the single 1 left with 2 follows.
+        QTest::newRow("one left after pruning follows") << QList<Vector>{{1, 0}, {0, 1}, {0, -0.9f}} << QList<Numbers>{} << Numbers{2, 3, 1};
+        // After {1,2} the average to 3 is 0.704, below 3–4 at 0.707; single
+        // linkage would take 3 to {1,2} at 0.766.
+        QTest::newRow("average linkage") << QList<Vector>{angle(0), angle(10), angle(50), angle(95)} << QList<Numbers>{{1, 2}, {3, 4}}
+                                         << Numbers{};
+        // k0 = 2 joins both triples and leaves the stray tab alone; a re-run
+        // with k = 3 keeps them apart.
+        QTest::newRow("re-run splits an over-merged group") << QList<Vector>{a, a, a, b, b, b, {0.2f, 0, 1}}
+                                                            << QList<Numbers>{{1, 2, 3}, {4, 5, 6}} << Numbers{7};
+        // Each re-run peels one more tab off the chain; after the sixth all
+        // are single groups, unsorted in group order.
+        QTest::newRow("six re-runs at most") << QList<Vector>{a, a, a, a, a, a, a, {0.3f, 0, 1}} << QList<Numbers>{}
+                                             << Numbers{1, 2, 3, 4, 5, 6, 7, 8};
+    }
+
+    void clusters()
+    {
+        QFETCH(QList<Vector>, vectors);
+        QFETCH(QList<Numbers>, topics);
+        QFETCH(Numbers, unsorted);
+        LibraryData data = library(vectors);
+        data.topics = LibraryBuilder().tab("Alt").topic("Alt", {1}).build().topics; // replaced
+        clusterer().cluster(data, false);
+        QCOMPARE(data.topics.size(), topics.size() + (unsorted.isEmpty() ? 0 : 1));
+        for (qsizetype i = 0; i < topics.size(); ++i) {
+            QCOMPARE(data.topics[i].tabIds, ids(topics[i]));
+            QVERIFY(!data.topics[i].isUnsorted);
+            QCOMPARE(data.topics[i].color, TopicPalette::names().at(i));
+        }
+        if (!unsorted.isEmpty())
+            QVERIFY(data.topics.last().isUnsorted && data.topics.last().tabIds == ids(unsorted));
+        for (const Topic &topic : std::as_const(data.topics)) {
+            for (const SavedTab &tab : std::as_const(data.tabs))
+                QCOMPARE(tab.topicId == topic.id, topic.tabIds.contains(tab.id));
+        }
+    }
+
+    void agglomerativeUpTo400KMeansAbove()
+    {
+        // Twenty separate subjects: average linkage stops at the merge floor
+        // with all twenty; k-means makes twelve groups, seeded with subjects
+        // 1 to 12; the others are at 0 to every seed and stay with the
+        // first: 21 + 8 × 20 tabs.
+        QList<Vector> vectors;
+        for (int i = 0; i < 401; ++i) {
+            vectors.append(Vector(20, 0.0f));
+            vectors.last()[i % 20] = 1.0f;
+        }
+        for (const qsizetype n : {400, 401}) {
+            LibraryData data = library(vectors.mid(0, n));
+            clusterer().cluster(data, false);
+            QCOMPARE(data.topics.size(), n == 400 ? 20 : 12);
+            QCOMPARE(data.topics.first().tabIds.size(), n == 400 ? 20 : 181);
+            QCOMPARE(data.topics.last().tabIds.size(), 20);
+            QCOMPARE(data.topics.last().color, TopicPalette::names().at((data.topics.size() - 1) % TopicPalette::names().size()));
+        }
+    }
+
+    void fallbackName_data()
+    {
+        QTest::addColumn<QStringList>("titles");
+        QTest::addColumn<QStringList>("hosts");
+        QTest::addColumn<QStringList>("texts");
+        QTest::addColumn<QString>("name");
+        const QStringList none{"", "", ""};
+        const QString filler = QStringLiteral("x ").repeated(300);
+        QTest::newRow("two keywords") << QStringList{"Kamera kaufen", "Kamera Objektiv", "Objektiv"} << QStringList{"a.ch", "b.ch", "c.ch"}
+                                      << none << "Kamera & Objektiv";
+        QTest::newRow("one keyword and the top domain") << QStringList{"Fahrplan", "Zug", "Bus"} << QStringList{"zvv.ch", "sbb.ch", "sbb.ch"}
+                                                        << none << "Fahrplan · sbb.ch";
+        QTest::newRow("no keyword: domains, ties by name") << QStringList{"Zug", "Bus", "Tee"} << QStringList{"x.ch", "a.ch", "m.ch"}
+                                                           << none << "a.ch · m.ch";
+        QTest::newRow("words of the text in two tabs") << QStringList{"Zug", "Bus"} << QStringList{"a.ch", "a.ch"}
+                                                       << QStringList{"Verspätung heute Fahrplan", "Fahrplan mit Verspätung"}
+                                                       << "Fahrplan & Verspätung";
+        QTest::newRow("text after 600 characters unseen") << QStringList{"Zug", "Bus"} << QStringList{"a.ch", "a.ch"}
+                                                          << QStringList{filler + "Geheimwort", filler + "Geheimwort"} << "a.ch";
+    }
+
+    void fallbackName()
+    {
+        QFETCH(QStringList, titles);
+        QFETCH(QStringList, hosts);
+        QFETCH(QStringList, texts);
+        QFETCH(QString, name);
+        LibraryBuilder builder;
+        for (qsizetype i = 0; i < titles.size(); ++i)
+            builder.tab(titles[i], "https://" + hosts[i] + "/").text(texts[i]);
+        QCOMPARE(TopicClusterer::fallbackName(builder.build().tabs), name);
+    }
+
+    void topicName_data()
+    {
+        QTest::addColumn<QJsonValue>("answer"); // undefined: no model chosen
+        QTest::addColumn<int>("delayMs");
+        QTest::addColumn<bool>("useAI");
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<bool>("byAI");
+        const QString keywords = QStringLiteral("Rezept & Suppe");
+        const QString flags = QStringLiteral("🇨🇭").repeated(40);
+        QTest::newRow("guillemets") << QJsonValue("«Fotografie»") << 0 << true << "Fotografie" << true;
+        QTest::newRow("quotes around a full stop") << QJsonValue(" \"Kochen.\"\n") << 0 << true << "Kochen" << true;
+        QTest::newRow("inner quotes stay") << QJsonValue("Der «Kleine» Prinz") << 0 << true << "Der «Kleine» Prinz" << true;
+        QTest::newRow("40 flags are 40 characters") << QJsonValue(flags) << 0 << true << flags << true;
+        QTest::newRow("41 characters") << QJsonValue(QString(41, u'a')) << 0 << true << keywords << true;
+        QTest::newRow("only dots") << QJsonValue(" ... ") << 0 << true << keywords << true;
+        QTest::newRow("late") << QJsonValue("Zu spät") << 3000 << true << keywords << true;
+        QTest::newRow("no model") << QJsonValue(QJsonValue::Undefined) << 0 << true << keywords << false;
+        QTest::newRow("model not allowed") << QJsonValue("Kochen") << 0 << false << keywords << false;
+    }
+
+    void topicName()
+    {
+        QFETCH(QJsonValue, answer);
+        QFETCH(int, delayMs);
+        QFETCH(bool, useAI);
+        QFETCH(QString, name);
+        QFETCH(bool, byAI);
+        FakeModelServer server;
+        server.answerChat({{"name", answer}}, delayMs);
+        if (answer.isUndefined())
+            qputenv("PELLMORA_MODEL", "");
+        LibraryData data = library({{1, 0}, {1, 0}}, {"Rezept", "Suppe"});
+        clusterer(200ms).cluster(data, useAI);
+        QCOMPARE(data.topics.value(0).name, name);
+        QCOMPARE(data.topicsByAI, byAI);
+        QCOMPARE(server.requestCount("/api/chat"), useAI && !answer.isUndefined() ? 1 : 0);
+    }
+
+    void chatReply_data()
+    {
+        QTest::addColumn<QJsonObject>("record");
+        QTest::addColumn<QStringList>("cards"); // empty: the record does not fit the schema
+        QTest::newRow("repeated and unknown numbers dropped") << picks({{3, "Weil."}, {3, "Nochmal."}, {9, "Fehlt."}})
+                                                              << QStringList{"Tab 3: Weil."};
+        QTest::newRow("model order, reasons untrimmed") << picks({{2, " Zwei "}, {1, "Eins"}}) << QStringList{"Tab 2:  Zwei ", "Tab 1: Eins"};
+        QTest::newRow("four picks keep three") << picks({{1, "A"}, {2, "B"}, {3, "C"}, {4, "D"}})
+                                               << QStringList{"Tab 1: A", "Tab 2: B", "Tab 3: C"};
+        QTest::newRow("last of the hits") << picks({{8, "Acht"}}) << QStringList{"Tab 8: Acht"};
+        QTest::newRow("no valid pick: first three with summaries") << picks({{0, "Null"}, {-1, "Minus"}})
+                                                                   << QStringList{"Tab 1: ", "Tab 2: Inhalt 2.", "Tab 3: Inhalt 3."};
+        QTest::newRow("fractional number") << picks({{1.5, "A"}}) << QStringList{};
+        QTest::newRow("no intro") << picks({}, QJsonValue::Null) << QStringList{};
+    }
+
+    void chatReply()
+    {
+        QFETCH(QJsonObject, record);
+        QFETCH(QStringList, cards);
+        const std::optional<ChatReply> reply = Chat::replyFrom(record);
+        QCOMPARE(reply.has_value(), !cards.isEmpty());
+        // Eight hits; tab n has the summary "Inhalt n.", except tab 1.
+        LibraryBuilder hits;
+        for (int i = 1; i <= 8; ++i)
+            hits.tab(QStringLiteral("Tab %1").arg(i)).summary(i == 1 ? QString() : QStringLiteral("Inhalt %1.").arg(i));
+        if (reply) {
+            const ChatAnswer answer = Chat::fromReply(*reply, hits.build().tabs);
+            QCOMPARE(cardsOf(answer), cards);
+            QVERIFY(answer.text == "Ja." && answer.tabs.size() == cards.size() && answer.byAI);
+        } else {
+            // Without the model the best three stand with their summaries, or the title.
+            QCOMPARE(cardsOf(Chat::fallbackAnswer(hits.build().tabs)), (QStringList{"Tab 1: Tab 1", "Tab 2: Inhalt 2.", "Tab 3: Inhalt 3."}));
+        }
+    }
+
+    void chatWithModel()
+    {
+        FakeModelServer server;
+        QVERIFY(Chat(m_embedder).answer("Kamera", wordsOnly({"Suppenrezept"})).cards.isEmpty());
+        QCOMPARE(server.requestCount("/api/chat"), 0); // nothing found: not asked
+        server.answerChat(picks({{2, "Das Objektiv."}, {2, "Doppelt."}}, "Zwei Tabs passen."));
+        // Both match the one word alike: the newer is hit 1.
+        LibraryData data = wordsOnly({"Objektiv für die Kamera", "Kamera kaufen"});
+        data.tabs[0].note = "Geschenk";
+        data.tabs[1].savedAt = data.tabs[1].savedAt.addDays(1);
+        const ChatAnswer answer = Chat(m_embedder).answer("Kamera", data);
+        QVERIFY(answer.text == "Zwei Tabs passen." && answer.byAI);
+        QCOMPARE(cardsOf(answer), QStringList{"Objektiv für die Kamera: Das Objektiv."});
+        // The numbers the model picks by are those it was shown.
+        const QString sent = FakeModelServer::userMessage(server.bodies().value(0));
+        QVERIFY(sent.contains("1. Kamera kaufen") && sent.contains("2. Objektiv für die Kamera") && sent.contains("Geschenk"));
+    }
+
+    void chatFallsBack_data()
+    {
+        QTest::addColumn<Response>("response");
+        QTest::newRow("server error") << FakeModelServer::ollamaChat(picks({}), 500);
+        QTest::newRow("not the schema") << FakeModelServer::ollamaChat(QJsonObject{{"antwort", "Ja."}});
+        QTest::newRow("too slow") << FakeModelServer::ollamaChat(picks({{1, "A"}}), 200, 3000);
+    }
+
+    void chatFallsBack()
+    {
+        QFETCH(Response, response);
+        FakeModelServer server;
+        server.route("/api/chat", response);
+        const ChatAnswer answer = Chat(m_embedder, 300ms).answer("Kamera", wordsOnly({"Kamera"}));
+        QVERIFY(answer.cards.size() == 1 && !answer.byAI);
+        QCOMPARE(server.requestCount("/api/chat"), 1);
+    }
+};
+
+// Runs with PELLMORA_NO_AI set (see CMakeLists.txt): a model that answers
+// is never asked.
+class TestNoModel : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void noAiSwitchesTheModelOff()
+    {
+        QVERIFY(AIStatus::forceOff());
+        FakeModelServer server;
+        server.answerChat(picks({{1, "A"}}));
+        QVERIFY(!AIStatus::isAvailable());
+        QVERIFY(!Chat(std::make_shared<Embedder>(false)).answer("Kamera", wordsOnly({"Kamera"})).byAI);
+        QVERIFY(!Summarizer().summarize("Wetter Zürich", "Sonne.").byAI);
+        QCOMPARE(server.requests().size(), 0);
+    }
+};
+
+PELLMORA_TEST_GUILESS_MAIN(TestModel)
+PELLMORA_TEST_GUILESS_MAIN(TestNoModel)
+#include "TestModel.moc"
