@@ -1,0 +1,522 @@
+#include <QDBusConnection>
+#include <QDir>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <cmath>
+
+#include "ContextReader.h"
+#include "Embedder.h"
+#include "FakeClock.h"
+#include "FreedesktopNotifications.h"
+#include "HintEngine.h"
+#include "LibraryBuilder.h"
+#include "NotificationRecorder.h"
+#include "PrivateBus.h"
+#include "Reminders.h"
+#include "TestSupport.h"
+#include "TestRegistry.h"
+
+using Auth = NotificationService::Authorisation;
+
+// The desktop's notification service on the private bus: records what it
+// is asked to show and answers with ids of its own.
+class FakeNotificationServer : public QObject
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Notifications")
+
+public:
+    struct Call
+    {
+        uint replacesId = 0;
+        QString summary;
+        QStringList actions;
+        QVariantMap hints;
+        uint id = 0;
+    };
+    QList<Call> calls;
+
+    explicit FakeNotificationServer(QDBusConnection bus) : m_bus(std::move(bus))
+    {
+        m_bus.registerObject("/org/freedesktop/Notifications", this, QDBusConnection::ExportAllSlots | QDBusConnection::ExportAllSignals);
+        m_bus.registerService("org.freedesktop.Notifications");
+    }
+    ~FakeNotificationServer() override { m_bus.unregisterService("org.freedesktop.Notifications"); }
+
+public slots:
+    uint Notify(const QString &appName, uint replacesId, const QString &, const QString &summary, const QString &,
+                const QStringList &actions, const QVariantMap &hints, int)
+    {
+        calls.append(Call{replacesId, appName + ": " + summary, actions, hints, replacesId ? replacesId : ++m_lastId});
+        return calls.last().id;
+    }
+
+signals:
+    void ActionInvoked(uint id, const QString &actionKey);
+    void NotificationClosed(uint id, uint reason);
+
+private:
+    QDBusConnection m_bus;
+    uint m_lastId = 0;
+};
+
+namespace {
+
+NotificationRequest request(const QString &id, std::optional<QDateTime> at, QMap<QString, QString> info = {})
+{
+    return NotificationRequest{id, id, "Text", Reminders::categoryHint, std::move(info), true, std::move(at)};
+}
+
+SavedTab tabWith(std::optional<QDateTime> reminder, int number = 1)
+{
+    SavedTab tab = LibraryBuilder().tabs(number).build().tabs.last();
+    tab.reminderAt = std::move(reminder);
+    return tab;
+}
+
+// Projects whose query vectors share no word, so that a tab's vector can be
+// made with an exact score for each.
+const QList<ProjectText> projects{
+    {"Alpenreise", "/p/a", "Wanderung Gletscher Huette"},
+    {"Buchhaltung", "/p/b", "Rechnung Steuer Beleg"},
+    {"Eigener Text", "", "Orchester Geige Konzert"},
+};
+
+} // namespace
+
+// Reminders and hints: when they are due, which tabs fit the user's
+// projects read from their folders, and their way to the desktop's
+// notification service on a private session bus.
+class TestContext : public QObject
+{
+    Q_OBJECT
+    PrivateBus m_bus;
+    int m_connections = 0;
+    FakeClock m_clock;
+    Embedder m_embedder{false};
+    QList<Vector> m_queries; // unit query vector per project
+    qsizetype m_free = -1;   // a dimension no query uses
+
+    // A fresh connection per use, so registrations never leak between tests.
+    QDBusConnection connect() { return QDBusConnection::connectToBus(m_bus.address(), QString::number(++m_connections)); }
+
+    // "sA sB sC [read] [hinted] [dismissed]" per tab: its score for each project.
+    LibraryData library(const QStringList &tabs) const
+    {
+        LibraryBuilder builder;
+        for (qsizetype t = 0; t < tabs.size(); ++t) {
+            const QStringList parts = tabs[t].split(u' ');
+            builder.tab("Tab " + QString::number(t)).summary("Summary " + QString::number(t));
+            Vector v(m_embedder.dimension(), 0.f);
+            double rest = 1;
+            for (qsizetype p = 0; p < 3; ++p) {
+                const double score = parts.value(p).toDouble();
+                for (qsizetype i = 0; i < v.size(); ++i)
+                    v[i] += float(score * m_queries[p][i]);
+                rest -= score * score;
+            }
+            v[m_free] = float(std::sqrt(std::max(0.0, rest)));
+            builder.vector(v);
+            if (parts.contains("read"))
+                builder.read();
+            if (parts.contains("hinted") || parts.contains("dismissed"))
+                builder.hint(int(t) + 1, "x", parts.contains("dismissed"));
+        }
+        return builder.embedderKind(m_embedder.kind());
+    }
+
+private slots:
+    void initTestCase()
+    {
+        QVERIFY(m_bus.start());
+        qputenv("DBUS_SESSION_BUS_ADDRESS", m_bus.address().toUtf8()); // for Reminders::isUsable()
+        for (const ProjectText &p : projects)
+            m_queries.append(Embedder::normalized(m_embedder.vector(HintEngine::queryText(p))));
+        for (qsizetype i = 0; i < m_embedder.dimension() && m_free < 0; ++i) {
+            if (m_queries[0][i] == 0.f && m_queries[1][i] == 0.f && m_queries[2][i] == 0.f)
+                m_free = i;
+        }
+        QVERIFY(m_free >= 0);
+        QVERIFY2(Embedder::cosine(m_queries[0], m_queries[1]) == 0.f && Embedder::cosine(m_queries[1], m_queries[2]) == 0.f
+                     && Embedder::cosine(m_queries[0], m_queries[2]) == 0.f,
+                 "the projects must not share hashed words");
+    }
+    void init()
+    {
+        qunsetenv("PELLMORA_NO_NOTIFICATIONS");
+        Reminders::setEnabled(true);
+        m_clock.set(QDateTime(QDate(2026, 11, 16), QTime(20, 31)));
+    }
+    void cleanup() { Reminders::setEnabled(false); }
+
+    void schedule_data()
+    {
+        QTest::addColumn<QList<qint64>>("offsets"); // seconds from now, one call each; -1: no reminder
+        QTest::addColumn<qint64>("fireOffset");     // -1: nothing pending
+        QTest::newRow("future, to the minute") << QList<qint64>{3645} << qint64(3600);
+        QTest::newRow("past removes") << QList<qint64>{3600, -60} << qint64(-1);
+        QTest::newRow("now is not later") << QList<qint64>{3600, 0} << qint64(-1);
+        QTest::newRow("none removes") << QList<qint64>{3600, -1} << qint64(-1);
+        QTest::newRow("second date wins") << QList<qint64>{3600, 7200} << qint64(7200);
+    }
+
+    void schedule()
+    {
+        QFETCH(QList<qint64>, offsets);
+        QFETCH(qint64, fireOffset);
+        NotificationRecorder service;
+        for (qint64 offset : offsets)
+            Reminders::schedule(service, tabWith(offset == -1 ? std::nullopt : std::optional(m_clock.now().addSecs(offset))), m_clock);
+        QCOMPARE(service.pending.size(), fireOffset == -1 ? 0 : 1);
+        if (fireOffset != -1) {
+            QCOMPARE(service.pending.first().fireAt, m_clock.now().addSecs(fireOffset));
+            QCOMPARE(service.pending.first().userInfo.value("tabId"), Reminders::uuidText(LibraryBuilder::tabId(1)));
+        }
+    }
+
+    void missedAndLater_data()
+    {
+        QTest::addColumn<int>("minutes"); // a reminder after the last run ended at 08:00; now is 10:00
+        QTest::addColumn<bool>("missed");
+        QTest::newRow("before the last run") << -30 << false;
+        QTest::newRow("at the end of the last run") << 0 << false;
+        QTest::newRow("while closed") << 60 << true;
+        QTest::newRow("due right now") << 120 << true;
+        QTest::newRow("still to come") << 121 << false;
+    }
+
+    void missedAndLater()
+    {
+        QFETCH(int, minutes);
+        QFETCH(bool, missed);
+        const QDateTime since(QDate(2026, 11, 16), QTime(8, 0));
+        const QList<SavedTab> tabs{tabWith(since.addSecs(minutes * 60)), tabWith(std::nullopt, 2)};
+        QCOMPARE(Reminders::missedSince(tabs, since, since.addSecs(7200)).size(), missed ? 1 : 0);
+        // "Später" is 09:00 on the next calendar day, across midnight and summer time too.
+        const QDate day(2026, 3, 28);
+        QCOMPARE(Reminders::laterDate(QDateTime(day, QTime(0, 0).addSecs(minutes * 60 + 3600))), QDateTime(day.addDays(1), QTime(9, 0)));
+    }
+
+    void permission_data()
+    {
+        QTest::addColumn<Auth>("state");
+        QTest::addColumn<bool>("grant");
+        QTest::addColumn<int>("asked");
+        QTest::addColumn<bool>("hintShown");
+        QTest::addColumn<bool>("reminderScheduled");
+        QTest::newRow("authorised") << Auth::Authorised << false << 0 << true << true;
+        QTest::newRow("provisional") << Auth::Provisional << false << 0 << true << true;
+        QTest::newRow("ephemeral") << Auth::Ephemeral << false << 0 << true << false;
+        // Asked for a hint, never when reminders are restored at start-up.
+        QTest::newRow("asks, granted") << Auth::NotDetermined << true << 1 << true << false;
+        QTest::newRow("asks, refused") << Auth::NotDetermined << false << 1 << false << false;
+        QTest::newRow("denied is not asked") << Auth::Denied << true << 0 << false << false;
+    }
+
+    void permission()
+    {
+        QFETCH(Auth, state);
+        QFETCH(bool, grant);
+        QFETCH(int, asked);
+        QFETCH(bool, hintShown);
+        QFETCH(bool, reminderScheduled);
+        NotificationRecorder service;
+        service.state = state;
+        service.grant = grant;
+        for (const QString id : {"reminder-OLD", "hint-KEEP"})
+            service.pending.insert(id, request(id, m_clock.now().addDays(1)));
+        Reminders::rescheduleAll(service, {tabWith(m_clock.now().addSecs(-10), 2), tabWith(m_clock.now().addDays(2))}, m_clock);
+        QStringList pending{"hint-KEEP"};
+        if (reminderScheduled)
+            pending << "reminder-" + Reminders::uuidText(LibraryBuilder::tabId(1));
+        QCOMPARE(service.pending.keys(), pending);
+        Reminders::postHint(service, Hint{LibraryBuilder::id(9), LibraryBuilder::tabId(1), "x", {}, false}, tabWith(std::nullopt));
+        QCOMPARE(service.asked, asked);
+        QCOMPARE(service.added.size(), int(hintShown) + int(reminderScheduled));
+    }
+
+    void switchedOffDoesNothing()
+    {
+        NotificationRecorder service;
+        const SavedTab tab = tabWith(m_clock.now().addDays(1));
+        const QString id = "reminder-" + Reminders::uuidText(tab.id);
+        service.pending.insert(id, request(id, m_clock.now().addDays(1)));
+        qputenv("PELLMORA_NO_NOTIFICATIONS", "");
+        for (const bool enabled : {true, false}) { // switched off, or never on as in the terminal companion
+            Reminders::setEnabled(enabled);
+            QVERIFY(!Reminders::isUsable());
+            Reminders::schedule(service, tab, m_clock);
+            Reminders::rescheduleAll(service, {}, m_clock);
+            Reminders::postHint(service, Hint{}, tab);
+            Reminders::cancel(service, tab.id);
+            QVERIFY(!Reminders::ensurePermission(service));
+            QVERIFY(service.added.isEmpty() && service.pending.size() == 1);
+            qunsetenv("PELLMORA_NO_NOTIFICATIONS");
+        }
+        Reminders::setEnabled(true);
+        Reminders::cancel(service, tab.id);
+        QVERIFY(service.pending.isEmpty());
+    }
+
+    void notifyOverTheBus()
+    {
+        FreedesktopNotifications client(connect(), m_clock);
+        QCOMPARE(client.authorisation(), Auth::Denied); // no service on the bus yet
+        FakeNotificationServer server(connect());
+        QCOMPARE(client.authorisation(), Auth::Authorised);
+        NotificationRequest quiet = request("hint-1", std::nullopt);
+        quiet.sound = false;
+        client.add(quiet);
+        QTRY_COMPARE(server.calls.size(), 1);
+        QCOMPARE(server.calls[0].summary, "Pellmora: hint-1");
+        QStringList keys;
+        for (qsizetype i = 0; i < server.calls[0].actions.size(); i += 2)
+            keys << server.calls[0].actions[i];
+        QCOMPARE(keys, (QStringList{Reminders::actionOpen, Reminders::actionLater, Reminders::actionDismiss, Reminders::actionDefault}));
+        QVERIFY(server.calls[0].hints.value("suppress-sound").toBool());
+        QVERIFY(client.pendingIdentifiers().isEmpty());
+    }
+
+    void dueCheck_data()
+    {
+        QTest::addColumn<QList<qint64>>("fireOffsets"); // seconds after now, one request each
+        QTest::addColumn<qint64>("advance");
+        QTest::addColumn<QStringList>("shown");
+        QTest::addColumn<QStringList>("stillPending");
+        QTest::newRow("not yet") << QList<qint64>{120} << qint64(119) << QStringList{} << QStringList{"r0"};
+        QTest::newRow("at its minute") << QList<qint64>{120} << qint64(120) << QStringList{"r0"} << QStringList{};
+        QTest::newRow("only the due ones, oldest first") << QList<qint64>{600, 180, 60} << qint64(200) << QStringList{"r2", "r1"}
+                                                         << QStringList{"r0"};
+        QTest::newRow("past date shown at once") << QList<qint64>{-60} << qint64(0) << QStringList{"r0"} << QStringList{};
+        // After sleep the wall clock is far ahead: the next check shows it.
+        QTest::newRow("clock jumped") << QList<qint64>{86400} << qint64(2 * 86400) << QStringList{"r0"} << QStringList{};
+    }
+
+    void dueCheck()
+    {
+        QFETCH(QList<qint64>, fireOffsets);
+        QFETCH(qint64, advance);
+        QFETCH(QStringList, shown);
+        QFETCH(QStringList, stillPending);
+        FakeNotificationServer server(connect());
+        FreedesktopNotifications client(connect(), m_clock);
+        for (int i = 0; i < fireOffsets.size(); ++i)
+            client.add(request("r" + QString::number(i), m_clock.now().addSecs(fireOffsets[i])));
+        QVERIFY(client.nextCheckInMs() <= FreedesktopNotifications::checkIntervalMs);
+        m_clock.advance(advance);
+        if (advance > 0 && !shown.isEmpty())
+            QCOMPARE(client.nextCheckInMs(), 0); // due now, not after the old delay
+        client.runDueCheck();
+        QTRY_COMPARE(server.calls.size(), shown.size());
+        QStringList got;
+        for (const FakeNotificationServer::Call &call : std::as_const(server.calls))
+            got << call.summary.section(": ", 1);
+        QCOMPARE(got, shown);
+        QCOMPARE(client.pendingIdentifiers(), stillPending);
+        // A request again under its identifier replaces it; a removed one is gone.
+        client.add(request("r0", m_clock.now().addSecs(60)));
+        client.add(request("r0", m_clock.now().addSecs(120)));
+        client.removePending({"r1", "r2", "missing"});
+        m_clock.advance(60);
+        client.runDueCheck();
+        QCOMPARE(client.pendingIdentifiers(), QStringList{"r0"}); // the later date holds
+        client.removePending({"r0"});
+        QCOMPARE(client.nextCheckInMs(), -1);
+    }
+
+    void answers()
+    {
+        FakeNotificationServer server(connect());
+        FreedesktopNotifications client(connect(), m_clock);
+        QSignalSpy spy(&client, &NotificationService::answered);
+        const QMap<QString, QString> info{{"tabId", "T1"}, {"hintId", "H1"}};
+        client.add(request("hint-H1", std::nullopt, info));
+        client.add(request("hint-H2", std::nullopt, {{"tabId", "T2"}}));
+        QTRY_COMPARE(server.calls.size(), 2);
+        QTest::qWait(100); // the replies with the service's ids come back
+        emit server.ActionInvoked(4242, Reminders::actionLater); // not ours: ignored
+        emit server.ActionInvoked(server.calls[0].id, Reminders::actionLater);
+        QTRY_COMPARE(spy.size(), 1);
+        QCOMPARE(spy.at(0).at(0).value<NotificationAnswer>(), (NotificationAnswer{Reminders::actionLater, info}));
+        // The same identifier shown again replaces the notification on screen.
+        client.add(request("hint-H1", std::nullopt, info));
+        QTRY_COMPARE(server.calls.size(), 3);
+        QCOMPARE(server.calls[2].replacesId, server.calls[0].id);
+        // Once closed, late answers for it are ignored.
+        emit server.NotificationClosed(server.calls[0].id, 2);
+        emit server.ActionInvoked(server.calls[0].id, Reminders::actionDefault);
+        QTest::qWait(100);
+        QCOMPARE(spy.size(), 1);
+    }
+
+    void hints_data()
+    {
+        QTest::addColumn<int>("projectCount");
+        QTest::addColumn<QStringList>("tabs");
+        QTest::addColumn<qint64>("max");
+        QTest::addColumn<QStringList>("expected"); // "tab index>project name"
+        QTest::newRow("one project, best two, best first") << 1 << QStringList{"0.3", "0.8", "0.05", "0.5"} << qint64(2)
+                                                           << QStringList{"1>Alpenreise", "3>Alpenreise"};
+        QTest::newRow("ties keep library order") << 1 << QStringList{"0.2", "0.6", "0.6"} << qint64(2)
+                                                 << QStringList{"1>Alpenreise", "2>Alpenreise"};
+        QTest::newRow("read and hinted tabs never") << 1 << QStringList{"0.9 0 0 read", "0.8 0 0 dismissed", "0.7 0 0 hinted", "0.2"}
+                                                    << qint64(5) << QStringList{"3>Alpenreise"};
+        QTest::newRow("same best tab goes to the first project") << 2 << QStringList{"0.6 0.6", "0 0.3"} << qint64(2)
+                                                                 << QStringList{"0>Alpenreise", "1>Buchhaltung"};
+        // A = (t0, t1), B = (t0), C = (t2, t3): B gets nothing, C its second.
+        QTest::newRow("fair passes skip exhausted lists") << 3 << QStringList{"0.6 0.5", "0.4", "0 0 0.5", "0 0 0.3"} << qint64(4)
+                                                         << QStringList{"0>Alpenreise", "2>Eigener Text", "1>Alpenreise", "3>Eigener Text"};
+        QTest::newRow("max cuts a pass short") << 2 << QStringList{"0.5", "0.4", "0 0.3", "0 0.2"} << qint64(3)
+                                               << QStringList{"0>Alpenreise", "2>Buchhaltung", "1>Alpenreise"};
+        QTest::newRow("below threshold nothing") << 2 << QStringList{"0.05 0.09", "0 0"} << qint64(2) << QStringList{};
+    }
+
+    void hints()
+    {
+        QFETCH(int, projectCount);
+        QFETCH(QStringList, tabs);
+        QFETCH(qint64, max);
+        QFETCH(QStringList, expected);
+        LibraryData data = library(tabs);
+        const qsizetype hintsBefore = data.hints.size();
+        const QList<Hint> made = HintEngine(m_embedder).generateHints(data, projects.mid(0, projectCount), max, m_clock);
+        QStringList got;
+        for (const Hint &hint : made) {
+            qsizetype index = 0;
+            while (index < data.tabs.size() - 1 && data.tabs[index].id != hint.tabId)
+                ++index;
+            for (const ProjectText &p : projects) {
+                if (hint.reason.contains(p.name))
+                    got << QString::number(index) + u'>' + p.name;
+            }
+            QVERIFY(hint.reason.contains(data.tabs[index].summary) && hint.createdAt == m_clock.now());
+        }
+        QCOMPARE(got, expected);
+        QCOMPARE(data.hints.mid(hintsBefore), made);
+        // The threshold itself still counts.
+        LibraryData one = library({"0.3"});
+        const float score = Embedder::cosine(m_queries[0], one.embeddings.value(idText(LibraryBuilder::tabId(1))));
+        LibraryData copy = one;
+        QCOMPARE(HintEngine(m_embedder, score).generateHints(one, {projects[0]}, 1).size(), 1);
+        QCOMPARE(HintEngine(m_embedder, std::nextafter(score, 2.f)).generateHints(copy, {projects[0]}, 1).size(), 0);
+    }
+
+    void hintRunOnceADay_data()
+    {
+        QTest::addColumn<QString>("freeText");
+        QTest::addColumn<QTime>("time");
+        QTest::addColumn<QString>("lastDay");
+        QTest::addColumn<bool>("due");
+        QTest::newRow("at the hour") << "Reise" << QTime(9, 0) << "2026-11-15" << true;
+        QTest::newRow("before the hour") << "Reise" << QTime(8, 59) << "" << false;
+        QTest::newRow("already today") << "Reise" << QTime(18, 0) << "2026-11-16" << false;
+        QTest::newRow("no context") << "" << QTime(18, 0) << "" << false;
+        QTest::newRow("blank text counts as stored") << " " << QTime(18, 0) << "" << true;
+    }
+
+    void hintRunOnceADay()
+    {
+        QFETCH(QString, freeText);
+        QFETCH(QTime, time);
+        QFETCH(QString, lastDay);
+        QFETCH(bool, due);
+        LibraryData data = library({"0.9"});
+        data.context.freeText = freeText;
+        if (!lastDay.isEmpty())
+            data.lastHintDay = lastDay;
+        const FakeClock clock(QDateTime(QDate(2026, 11, 16), time));
+        QCOMPARE(HintEngine::dailyCheckDue(data, clock), due);
+        if (!due)
+            return;
+        // The run records the day; the tab fits the project of the second words only.
+        data.context.freeText = "Orchester Geige Konzert";
+        const HintRun run = HintEngine::lookForHints(data, m_embedder, clock);
+        QCOMPARE(run.data.lastHintDay, std::optional<QString>("2026-11-16"));
+        QVERIFY(run.hints.isEmpty());
+        data.context.freeText = "\n Wanderung Gletscher Huette ";
+        data.context.folderPaths = {"/does/not/exist"};
+        QCOMPARE(HintEngine::lookForHints(data, m_embedder, clock).data.hints.size(), 1);
+    }
+
+    void projectsFromFolders_data()
+    {
+        QTest::addColumn<QStringList>("tree");    // "relative/path=content"; a path ending in '/' is a folder
+        QTest::addColumn<QStringList>("folders"); // relative to the root
+        QTest::addColumn<QString>("freeText");
+        QTest::addColumn<QStringList>("expected"); // "name|relative path|text"
+        QTest::newRow("subfolders by name, free text last")
+            << QStringList{"top/beta/README.md=b", "top/Alpha/README.md=a", "top/alpha/README.md=x"} << QStringList{"top"}
+            << QString("  notes \n") << QStringList{"Alpha|top/Alpha|a", "alpha|top/alpha|x", "beta|top/beta|b", "Eigener Text||notes"};
+        QTest::newRow("depth two, only exact names, no hidden ones")
+            << QStringList{"r/a/b/TODO.yaml=two", "r/a/b/c/README.md=three", "r/readme.md=x", "r/.git/README.md=x", "r/.README.md=x"}
+            << QStringList{"r"} << QString() << QStringList{"b|r/a/b|two"};
+        QTest::newRow("files and folders interleaved by name, claude first")
+            << QStringList{"p/B/README.md=b", "p/README.md=r", "p/A/README.md=a", "p/CLAUDE.md=c"} << QStringList{"p"} << QString()
+            << QStringList{"A|p/A|a", "B|p/B|b", "p|p|c\n\nr"};
+        QTest::newRow("names beyond the basic plane by code point")
+            << QStringList{"p/\U0001F600/README.md=e", "p/\uFF21/README.md=f"} << QStringList{"p"} << QString()
+            << QStringList{"\uFF21|p/\uFF21|f", "\U0001F600|p/\U0001F600|e"};
+        QTest::newRow("nested chosen folder appends to the same project")
+            << QStringList{"p/q/README.md=q"} << QStringList{"p", "p/q/"} << QString() << QStringList{"q|p/q|q\n\nq"};
+        QTest::newRow("missing folder, a file path, an empty file")
+            << QStringList{"f/README.md=", "f/sub/"} << QStringList{"nope", "f/README.md", "f"} << QString("   \n ") << QStringList{};
+    }
+
+    void projectsFromFolders()
+    {
+        QFETCH(QStringList, tree);
+        QFETCH(QStringList, folders);
+        QFETCH(QString, freeText);
+        QFETCH(QStringList, expected);
+        QTemporaryDir tmp;
+        const QString root = QDir(tmp.path()).canonicalPath();
+        for (const QString &entry : tree) {
+            if (entry.endsWith(u'/'))
+                QVERIFY(QDir().mkpath(root + u'/' + entry));
+            else
+                QVERIFY(TestSupport::writeFile(root + u'/' + entry.section(u'=', 0, 0), entry.section(u'=', 1).toUtf8()));
+        }
+        UserContext context;
+        for (const QString &f : folders)
+            context.folderPaths.append(root + u'/' + f);
+        context.freeText = freeText;
+        QStringList got;
+        for (const ProjectText &p : ContextReader::projectsFor(context))
+            got.append(p.name + u'|' + p.path.mid(root.size() + 1) + u'|' + p.text);
+        QCOMPARE(got, expected);
+        if (folders.size() == 1)
+            QCOMPARE(ContextReader::projectCountIn(context.folderPaths[0]), expected.size() - (freeText.isEmpty() ? 0 : 1));
+    }
+
+    void readLimited_data()
+    {
+        QTest::addColumn<QByteArray>("content");
+        QTest::addColumn<QString>("expected");
+        const QString r(QChar::ReplacementCharacter);
+        // 120,000 bytes are read, then 30,000 characters kept.
+        QTest::newRow("over the byte limit") << QByteArray(130000, 'a') << QString(30000, u'a');
+        // "e" + combining acute is one character of three bytes.
+        QTest::newRow("characters, not code units") << QByteArray("e\xCC\x81").repeated(40000)
+                                                    << QString::fromUtf8(QByteArray("e\xCC\x81").repeated(30000));
+        QTest::newRow("two-byte letter kept whole") << QByteArray(29999, 'b') + "\xC3\xA4" << QString(29999, u'b') + QChar(0xE4);
+        // One replacement per invalid sequence: one cut short counts once, a
+        // byte that begins nothing alone.
+        QTest::newRow("sequences cut short") << QByteArray("a\xE2\x82" "b\xF0\x9F\x98" "c") << "a" + r + "b" + r + "c";
+        QTest::newRow("overlong and surrogate bytes alone") << QByteArray("\xC0\xAF" "-" "\xED\xA0\x80") << r + r + "-" + r + r + r;
+    }
+
+    void readLimited()
+    {
+        QFETCH(QByteArray, content);
+        QFETCH(QString, expected);
+        QTemporaryDir tmp;
+        QVERIFY(TestSupport::writeFile(tmp.filePath("README.md"), content));
+        QCOMPARE(ContextReader::readLimited(tmp.filePath("README.md")), std::optional<QString>(expected));
+        QCOMPARE(ContextReader::readLimited(tmp.filePath("missing.md")), std::nullopt);
+    }
+};
+
+PELLMORA_TEST_GUILESS_MAIN(TestContext)
+#include "TestContext.moc"
