@@ -43,7 +43,7 @@ struct Fixture
     {
         return JsonRpc::replies(server.handle(JsonRpc::toolCall(1, tool, args)).value_or(QString()).toUtf8()).value(0);
     }
-    // The tool's answer: its text read as JSON.
+    // A successful call's text, read as JSON.
     QJsonValue value(const QString &tool, const QJsonObject &args)
     {
         const QJsonObject reply = call(tool, args);
@@ -75,7 +75,6 @@ private slots:
         const QString parseError = R"({"error":{"code":-32700,"message":"Parse error"},"id":null,"jsonrpc":"2.0"})";
         QTest::newRow("not json") << "{nope" << parseError;
         QTest::newRow("array") << R"([{"jsonrpc":"2.0","id":1,"method":"ping"}])" << parseError;
-        QTest::newRow("string") << R"("ping")" << parseError;
         QTest::newRow("blank line") << " \t " << "";
         QTest::newRow("notification") << R"({"jsonrpc":"2.0","method":"notifications/initialized"})" << "";
         QTest::newRow("request without id") << R"({"jsonrpc":"2.0","method":"ping"})" << "";
@@ -88,6 +87,9 @@ private slots:
                                         << R"({"error":{"code":-32601,"message":"Method not found: tools/frob"},"id":3,"jsonrpc":"2.0"})";
         QTest::newRow("method not a string") << R"({"jsonrpc":"2.0","id":5,"method":7})"
                                              << R"({"error":{"code":-32601,"message":"Method not found: "},"id":5,"jsonrpc":"2.0"})";
+        // A failing tool is a result, not a protocol error.
+        QTest::newRow("unknown tool") << R"({"jsonrpc":"2.0","id":4,"method":"tools/call","params":{"name":"frob"}})"
+                                      << R"({"id":4,"jsonrpc":"2.0","result":{"content":[{"text":"Unbekanntes Werkzeug: frob","type":"text"}],"isError":true}})";
         // The reply in the server's form: compact, keys sorted, as Qt writes it too.
         const auto init = [](const QString &version) {
             const QJsonObject result{{"capabilities", QJsonObject{{"tools", QJsonObject{{"listChanged", false}}}}},
@@ -131,20 +133,17 @@ private slots:
         QTest::addColumn<QJsonObject>("args");
         QTest::addColumn<QString>("message");
         const QString unknown = idText(LibraryBuilder::id(77));
-        QTest::newRow("search without query") << "search_tabs" << QJsonObject() << "query fehlt";
+        const QString when = QStringLiteral("2026-10-09T09:00:00+02:00");
         QTest::newRow("search number query") << "search_tabs" << QJsonObject{{"query", 4}} << "query fehlt";
         QTest::newRow("get malformed id") << "get_tab" << QJsonObject{{"id", "11111111-zz"}} << "Tab nicht gefunden";
         QTest::newRow("get unknown id") << "get_tab" << QJsonObject{{"id", unknown}} << "Tab nicht gefunden";
         QTest::newRow("get id with more after it") << "get_tab" << QJsonObject{{"id", tabA + "-extra"}} << "Tab nicht gefunden";
         QTest::newRow("note id with a blank") << "add_note" << QJsonObject{{"id", tabA + " "}, {"note", "x"}} << "id oder note fehlt";
-        QTest::newRow("note unknown id") << "add_note" << QJsonObject{{"id", unknown}, {"note", "x"}} << "id oder note fehlt";
         QTest::newRow("note not a string") << "add_note" << QJsonObject{{"id", tabA}, {"note", 3}} << "id oder note fehlt";
-        QTest::newRow("reminder id in braces and more")
-            << "set_reminder" << QJsonObject{{"id", "{" + tabA + "}junk"}, {"iso_date", "2026-10-09T09:00:00+02:00"}}
-            << "id oder iso_date fehlt oder ungültig";
+        QTest::newRow("reminder id in braces and more") << "set_reminder" << QJsonObject{{"id", "{" + tabA + "}junk"}, {"iso_date", when}}
+                                                        << "id oder iso_date fehlt oder ungültig";
         QTest::newRow("reminder bad date") << "set_reminder" << QJsonObject{{"id", tabA}, {"iso_date", "morgen"}}
                                            << "id oder iso_date fehlt oder ungültig";
-        QTest::newRow("unknown tool") << "frob" << QJsonObject() << "Unbekanntes Werkzeug: frob";
     }
 
     void toolFailures()
@@ -164,17 +163,15 @@ private slots:
     {
         Fixture f;
         const QJsonObject tab = f.value("get_tab", {{"id", tabA.toLower()}}).toObject();
-        QCOMPARE(tab["id"].toString(), tabA);
-        QCOMPARE(tab["topic"].toString(), "Reisen");
+        QVERIFY(tab["id"] == tabA && tab["topic"] == "Reisen" && tab["note"] == "alt" && tab["read"] == false);
         QCOMPARE(tab["window"].toString(), f.store.load().windows[0].title);
-        QCOMPARE(tab["note"].toString(), "alt");
         QCOMPARE(tab["savedAt"].toString(), "2026-11-14T20:31:00Z");
-        QCOMPARE(tab["read"], QJsonValue(false));
         QCOMPARE(tab["text"].toString().size(), 4000);
-        // What a tab lacks is left out, not null.
+        // What a tab lacks is left out, not null; the text is indented, keys sorted.
         QVERIFY(!tab.contains("reminderAt") && !tab.contains("projects"));
-        const QJsonObject other = f.value("get_tab", {{"id", tabB}}).toObject();
-        QVERIFY(!other.contains("topic") && !other.contains("note"));
+        QVERIFY(!f.value("get_tab", {{"id", tabB}}).toObject().contains("topic"));
+        const QString text = JsonRpc::toolText(f.call("list_windows", {}));
+        QVERIFY(text.contains("\n") && text.contains("\"tabs\" : 2") && text.indexOf("\"savedAt\"") < text.indexOf("\"tabs\""));
     }
 
     void writingTools()
@@ -196,10 +193,8 @@ private slots:
     {
         QTest::addColumn<QJsonObject>("args");
         QTest::addColumn<int>("count"); // tabs saved 0…149 days ago, the newest first
-        QTest::newRow("seven by default") << QJsonObject() << 8;
-        QTest::newRow("zero as one") << QJsonObject{{"days", 0}} << 2;
+        QTest::newRow("seven by default, a string ignored") << QJsonObject{{"days", "3"}} << 8;
         QTest::newRow("negative as one") << QJsonObject{{"days", -5}} << 2;
-        QTest::newRow("string ignored") << QJsonObject{{"days", "3"}} << 8;
         QTest::newRow("at most a hundred") << QJsonObject{{"days", 400}} << 100;
         // Days times seconds per day would overflow a 64-bit count.
         QTest::newRow("beyond any count of days") << QJsonObject{{"days", 1.0e16}} << 100;
@@ -212,40 +207,20 @@ private slots:
         Fixture f(tabsSavedDaily(150, "%1"));
         const QJsonArray tabs = f.value("recent_tabs", args).toArray();
         QCOMPARE(tabs.size(), count);
-        QCOMPARE(tabs.first()["title"].toString(), "0");
-        QCOMPARE(tabs.last()["title"].toString(), QString::number(count - 1));
-    }
-
-    void searchLimit_data()
-    {
-        QTest::addColumn<double>("limit");
-        QTest::addColumn<int>("count");
-        QTest::newRow("zero gives one") << 0.0 << 1;
-        QTest::newRow("three") << 3.0 << 3;
-        QTest::newRow("ten quadrillion gives fifty") << 1.0e16 << 50;
+        QVERIFY(tabs.first()["title"] == "0" && tabs.last()["title"] == QString::number(count - 1));
     }
 
     void searchLimit()
     {
-        QFETCH(double, limit);
-        QFETCH(int, count);
         Fixture f(tabsSavedDaily(80, "Wanderung Berge %1"));
-        const QJsonArray hits = f.value("search_tabs", {{"query", "Wanderung Berge"}, {"limit", limit}}).toArray();
-        QCOMPARE(hits.size(), count);
-        for (const QJsonValue &hit : hits) {
-            const float milli = float(hit["score"].toDouble()) * 1000.0f; // three decimals, in float arithmetic
-            QVERIFY(milli > 0 && std::round(milli) == milli);
+        for (const auto &[limit, count] : {std::pair(0.0, 1), std::pair(3.0, 3), std::pair(1.0e16, 50)}) {
+            const QJsonArray hits = f.value("search_tabs", {{"query", "Wanderung Berge"}, {"limit", limit}}).toArray();
+            QCOMPARE(hits.size(), count);
+            for (const QJsonValue &hit : hits) {
+                const float milli = float(hit["score"].toDouble()) * 1000.0f; // three decimals, in float arithmetic
+                QVERIFY(milli > 0 && std::round(milli) == milli);
+            }
         }
-    }
-
-    void compactEnvelopePrettyText()
-    {
-        Fixture f;
-        const QString line = *f.server.handle(JsonRpc::request(9, "tools/call", {{"name", "list_windows"}}));
-        QVERIFY(line.startsWith("{\"id\":9,\"jsonrpc\":\"2.0\",\"result\":{\"content\":[{\"text\":\"") && !line.contains(u'\n'));
-        const QString text = JsonRpc::toolText(JsonRpc::replies(line.toUtf8()).value(0));
-        QVERIFY(text.contains("\n") && text.contains("\"tabs\" : 2"));
-        QVERIFY(text.indexOf("\"id\"") < text.indexOf("\"savedAt\"") && text.indexOf("\"tabs\"") < text.indexOf("\"title\""));
     }
 
     void jsonText_data()
@@ -256,7 +231,6 @@ private slots:
         QTest::newRow("slashes") << QJsonValue("a/b") << R"("a/b")" << R"("a\/b")";
         QTest::newRow("controls and quotes") << QJsonValue(QStringLiteral("\"x\"\\\n\t") + QChar(0x01))
                                              << "\"\\\"x\\\"\\\\\\n\\t\\u0001\"" << "\"\\\"x\\\"\\\\\\n\\t\\u0001\"";
-        QTest::newRow("umlaut stays") << QJsonValue("Rösti") << "\"Rösti\"" << "\"Rösti\"";
         QTest::newRow("sorted keys, empty containers")
             << QJsonValue(QJsonObject{{"b", QJsonObject()}, {"a", QJsonArray{true, QJsonValue()}}}) << R"({"a":[true,null],"b":{}})"
             << "{\n  \"a\" : [\n    true,\n    null\n  ],\n  \"b\" : {}\n}";
