@@ -80,6 +80,23 @@ QList<QUuid> ids(const Numbers &numbers)
     return out;
 }
 
+struct Probe
+{
+    QString model;
+    Response tags;
+    Response models; // the compatible API's list
+    Availability expected;
+    int requests;
+};
+
+struct Naming
+{
+    QJsonValue answer; // undefined: no model chosen
+    QString name;
+    int delayMs = 0;
+    bool useAI = true;
+};
+
 TopicClusterer clusterer(std::chrono::milliseconds nameLimit = TopicClusterer::defaultNameLimit)
 {
     return TopicClusterer(std::make_shared<Embedder>(false), 0.12f, 0.10f, 0.02f, nameLimit);
@@ -100,39 +117,31 @@ private slots:
 
     void availability_data()
     {
-        QTest::addColumn<QString>("model");
-        QTest::addColumn<Response>("tags");
-        QTest::addColumn<Response>("models"); // the compatible API's list
-        QTest::addColumn<Availability>("expected");
-        QTest::addColumn<int>("requests");
+        QTest::addColumn<Probe>("row");
         const Response ollama = reply(200, R"({"models":[{"name":"gemma:latest"},{"name":"llama3:8b"}]})");
         const Response openAI = reply(200, R"({"object":"list","data":[{"id":"gemma"}]})");
         const Response none = reply(404);
         // Each of three questions asks anew; a server found to speak the
         // compatible API is not probed on the Ollama path again.
-        QTest::newRow("no model name") << "" << ollama << none << Availability::notEnabled << 0;
-        QTest::newRow("ollama, latest tag") << "gemma" << ollama << none << Availability::available << 3;
-        QTest::newRow("openai, model present") << "gemma" << none << openAI << Availability::available << 4;
-        QTest::newRow("openai, still loading") << "gemma" << none << reply(503) << Availability::modelNotReady << 6;
-        QTest::newRow("neither api") << "gemma" << none << none << Availability::otherReason << 6;
-        QTest::newRow("server error") << "gemma" << reply(500) << none << Availability::otherReason << 3;
+        QTest::newRow("no model name") << Probe{"", ollama, none, Availability::notEnabled, 0};
+        QTest::newRow("ollama, latest tag") << Probe{"gemma", ollama, none, Availability::available, 3};
+        QTest::newRow("openai, model present") << Probe{"gemma", none, openAI, Availability::available, 4};
+        QTest::newRow("openai, still loading") << Probe{"gemma", none, reply(503), Availability::modelNotReady, 6};
+        QTest::newRow("neither api") << Probe{"gemma", none, none, Availability::otherReason, 6};
+        QTest::newRow("server error") << Probe{"gemma", reply(500), none, Availability::otherReason, 3};
     }
 
     void availability()
     {
-        QFETCH(QString, model);
-        QFETCH(Response, tags);
-        QFETCH(Response, models);
-        QFETCH(Availability, expected);
-        QFETCH(int, requests);
+        QFETCH(Probe, row);
         FakeModelServer server;
-        server.route("/api/tags", tags);
-        server.route("/v1/models", models);
-        qputenv("PELLMORA_MODEL", model.toUtf8());
-        QCOMPARE(AIStatus::availability(), expected);
-        QCOMPARE(AIStatus::isAvailable(), expected == Availability::available);
-        QCOMPARE(AIStatus::description(), AIStatus::description(expected));
-        QCOMPARE(server.requests().size(), requests);
+        server.route("/api/tags", row.tags);
+        server.route("/v1/models", row.models);
+        qputenv("PELLMORA_MODEL", row.model.toUtf8());
+        QCOMPARE(AIStatus::availability(), row.expected);
+        QCOMPARE(AIStatus::isAvailable(), row.expected == Availability::available);
+        QCOMPARE(AIStatus::description(), AIStatus::description(row.expected));
+        QCOMPARE(server.requests().size(), row.requests);
     }
 
     void unreachableServerIsNeverAsked()
@@ -247,31 +256,20 @@ private slots:
 
     void embeddings()
     {
-        for (const bool ollama : {true, false}) {
-            auto server = std::make_unique<FakeModelServer>();
-            server->setHandler([ollama](const LocalHttpServer::Request &request) {
-                // As long as the text, so another length is another dimension.
-                QJsonArray vector;
-                for (qsizetype i = 0; i < QJsonDocument::fromJson(request.body)["input"][0].toString().size(); ++i)
-                    vector.append(double(i + 1));
-                if (ollama && request.path == "/api/embed")
-                    return FakeModelServer::json({{"embeddings", QJsonArray{vector}}});
-                if (!ollama && request.path == "/v1/embeddings")
-                    return FakeModelServer::json({{"data", QJsonArray{QJsonObject{{"embedding", vector}}}}});
-                return reply(404);
-            });
-            qunsetenv("PELLMORA_EMBED_MODEL");
-            QVERIFY(!ServerEmbeddingSource::create());
-            qputenv("PELLMORA_EMBED_MODEL", "nomic");
-            std::unique_ptr<ServerEmbeddingSource> source = ServerEmbeddingSource::create();
-            QVERIFY(source);
-            QCOMPARE(source->identity(), "server:nomic-5"); // the probe text's length
-            QCOMPARE(source->vector("Hallo"), std::optional<Vector>(Vector{1, 2, 3, 4, 5}));
-            QCOMPARE(source->vector("Hallo Welt"), std::nullopt);
-            QCOMPARE(QJsonDocument::fromJson(server->requests().last().body)["model"].toString(), "nomic");
-            server.reset();
-            QCOMPARE(source->vector("Hallo"), std::nullopt);
-        }
+        auto server = std::make_unique<FakeModelServer>();
+        // As long as the text, so another length is another dimension.
+        server->embedWith([](const QString &text) { return QList<double>(text.size(), 1.0); });
+        qunsetenv("PELLMORA_EMBED_MODEL");
+        QVERIFY(!ServerEmbeddingSource::create());
+        qputenv("PELLMORA_EMBED_MODEL", "nomic");
+        std::unique_ptr<ServerEmbeddingSource> source = ServerEmbeddingSource::create();
+        QVERIFY(source);
+        QCOMPARE(source->identity(), "server:nomic-5"); // the probe text's length
+        QCOMPARE(source->vector("Hallo"), std::optional<Vector>(Vector(5, 1.0f)));
+        QCOMPARE(source->vector("Hallo Welt"), std::nullopt);
+        QCOMPARE(server->bodies("/api/embed").last()["model"].toString(), "nomic");
+        server.reset();
+        QCOMPARE(source->vector("Hallo"), std::nullopt);
     }
 
     void topicCount_data()
@@ -300,11 +298,8 @@ private slots:
         const Vector a{1, 0, 0};
         const Vector b{1, 1, 0};
         const auto angle = [](double d) { return Vector{float(std::cos(d * M_PI / 180)), float(std::sin(d * M_PI / 180))}; };
-        QTest::newRow("empty library") << QList<Vector>{} << QList<Numbers>{} << Numbers{};
         QTest::newRow("one tab is unsorted") << QList<Vector>{{1, 0}} << QList<Numbers>{} << Numbers{1};
         // Orthogonal to the others but at 0.447 to the centroid.
-        QTest::newRow("vector of another length counts 0") << QList<Vector>{{1, 0}, {1, 0}, {1, 0, 0}} << QList<Numbers>{{1, 2}}
-                                                           << Numbers{3};
         QTest::newRow("zero centroid drops the group") << QList<Vector>{{1, 0}, {0, 1}, {-1, -1}} << QList<Numbers>{} << Numbers{1, 2, 3};
         // 1 and 2 fit; 3 goes first, then the single 1 left with 2 follows.
         // After {1,2} the average to 3 is 0.704, below 3–4 at 0.707; single
@@ -343,61 +338,48 @@ private slots:
         }
     }
 
-    void agglomerativeUpTo400KMeansAbove()
+    void kMeansAbove400Tabs()
     {
-        // Twenty separate subjects: average linkage stops at the merge floor
-        // with all twenty; k-means makes twelve groups, seeded with subjects
-        // 1 to 12; the others are at 0 to every seed and stay with the
-        // first: 21 + 8 × 20 tabs.
-        QList<Vector> vectors;
-        for (int i = 0; i < 401; ++i) {
-            vectors.append(Vector(20, 0.0f));
-            vectors.last()[i % 20] = 1.0f;
-        }
-        for (const qsizetype n : {400, 401}) {
-            LibraryData data = library(vectors.mid(0, n));
-            clusterer().cluster(data, false);
-            QCOMPARE(data.topics.size(), n == 400 ? 20 : 12);
-            QCOMPARE(data.topics.first().tabIds.size(), n == 400 ? 20 : 181);
-            QCOMPARE(data.topics.last().tabIds.size(), 20);
-            QCOMPARE(data.topics.last().color, TopicPalette::names().at((data.topics.size() - 1) % TopicPalette::names().size()));
-        }
+        // Twenty separate subjects: twelve groups seeded with subjects 1 to
+        // 12; the others are at 0 to every seed and stay with the first.
+        QList<Vector> vectors(401, Vector(20, 0.0f));
+        for (int i = 0; i < 401; ++i)
+            vectors[i][i % 20] = 1.0f;
+        LibraryData data = library(vectors);
+        clusterer().cluster(data, false);
+        QCOMPARE(data.topics.size(), 12);
+        QCOMPARE(data.topics.first().tabIds.size(), 21 + 8 * 20);
+        QCOMPARE(data.topics.last().tabIds.size(), 20);
     }
 
     void topicName_data()
     {
-        QTest::addColumn<QJsonValue>("answer"); // undefined: no model chosen
-        QTest::addColumn<int>("delayMs");
-        QTest::addColumn<bool>("useAI");
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<bool>("byAI");
+        QTest::addColumn<Naming>("row");
         const QString keywords = QStringLiteral("Rezept & Suppe");
         const QString flags = QStringLiteral("🇨🇭").repeated(40);
-        QTest::newRow("guillemets") << QJsonValue("«Fotografie»") << 0 << true << "Fotografie" << true;
-        QTest::newRow("quotes around a full stop") << QJsonValue(" \"Kochen.\"\n") << 0 << true << "Kochen" << true;
-        QTest::newRow("40 flags are 40 characters") << QJsonValue(flags) << 0 << true << flags << true;
-        QTest::newRow("41 characters") << QJsonValue(QString(41, u'a')) << 0 << true << keywords << true;
-        QTest::newRow("late") << QJsonValue("Zu spät") << 3000 << true << keywords << true;
-        QTest::newRow("no model") << QJsonValue(QJsonValue::Undefined) << 0 << true << keywords << false;
-        QTest::newRow("model not allowed") << QJsonValue("Kochen") << 0 << false << keywords << false;
+        QTest::newRow("guillemets") << Naming{"«Fotografie»", "Fotografie"};
+        QTest::newRow("quotes around a full stop") << Naming{" \"Kochen.\"\n", "Kochen"};
+        QTest::newRow("40 flags are 40 characters") << Naming{flags, flags};
+        QTest::newRow("41 characters") << Naming{QString(41, u'a'), keywords};
+        QTest::newRow("late") << Naming{"Zu spät", keywords, 3000};
+        QTest::newRow("no model") << Naming{QJsonValue::Undefined, keywords};
+        QTest::newRow("model not allowed") << Naming{"Kochen", keywords, 0, false};
     }
 
     void topicName()
     {
-        QFETCH(QJsonValue, answer);
-        QFETCH(int, delayMs);
-        QFETCH(bool, useAI);
-        QFETCH(QString, name);
-        QFETCH(bool, byAI);
+        QFETCH(Naming, row);
         FakeModelServer server;
-        server.answerChat({{"name", answer}}, delayMs);
-        if (answer.isUndefined())
+        server.answerChat({{"name", row.answer}}, row.delayMs);
+        if (row.answer.isUndefined())
             qputenv("PELLMORA_MODEL", "");
         LibraryData data = library({{1, 0}, {1, 0}}, {"Rezept", "Suppe"});
-        clusterer(200ms).cluster(data, useAI);
-        QCOMPARE(data.topics.value(0).name, name);
-        QCOMPARE(data.topicsByAI, byAI);
-        QCOMPARE(server.requestCount("/api/chat"), useAI && !answer.isUndefined() ? 1 : 0);
+        clusterer(200ms).cluster(data, row.useAI);
+        QCOMPARE(data.topics.value(0).name, row.name);
+        // Named by the model whenever it was asked, even when its answer was not used.
+        const bool asked = row.useAI && !row.answer.isUndefined();
+        QCOMPARE(data.topicsByAI, asked);
+        QCOMPARE(server.requestCount("/api/chat"), asked ? 1 : 0);
     }
 
     void chatReply_data()
@@ -455,7 +437,6 @@ private slots:
     void chatFallsBack_data()
     {
         QTest::addColumn<Response>("response");
-        QTest::newRow("server error") << FakeModelServer::ollamaChat(picks({}), 500);
         QTest::newRow("not the schema") << FakeModelServer::ollamaChat(QJsonObject{{"antwort", "Ja."}});
         QTest::newRow("too slow") << FakeModelServer::ollamaChat(picks({{1, "A"}}), 200, 3000);
     }
