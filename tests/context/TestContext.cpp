@@ -3,8 +3,6 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
-#include <cmath>
-
 #include "ContextReader.h"
 #include "Embedder.h"
 #include "FakeClock.h"
@@ -74,8 +72,7 @@ SavedTab tabWith(std::optional<QDateTime> reminder, int number = 1)
     return tab;
 }
 
-// Projects whose query vectors share no word, so that a tab's vector can be
-// made with an exact score for each.
+// Projects that share no word.
 const QList<ProjectText> projects{{"Alpenreise", "/p/a", "Wanderung Gletscher Huette"},
                                   {"Buchhaltung", "/p/b", "Rechnung Steuer Beleg"},
                                   {"Eigener Text", "", "Orchester Geige Konzert"}};
@@ -109,34 +106,23 @@ class TestContext : public QObject
     int m_connections = 0;
     FakeClock m_clock;
     Embedder m_embedder{false};
-    QList<Vector> m_queries; // unit query vector per project
-    qsizetype m_free = -1;   // a dimension no query uses
 
-    // A fresh connection per use, so registrations never leak between tests.
+    // A connection of its own per use, so registrations never leak between tests.
     QDBusConnection connect() { return QDBusConnection::connectToBus(m_bus.address(), QString::number(++m_connections)); }
 
-    // "sA sB sC [read] [hinted] [dismissed]" per tab: its score for each project.
-    LibraryData library(const QStringList &tabs) const
+    // "title[|read|hinted|dismissed]" per tab.
+    static LibraryData library(const QStringList &tabs)
     {
         LibraryBuilder builder;
-        for (qsizetype t = 0; t < tabs.size(); ++t) {
-            const QStringList parts = tabs[t].split(u' ');
-            Vector v(m_embedder.dimension(), 0.f);
-            double rest = 1;
-            for (qsizetype p = 0; p < 3; ++p) {
-                const double score = parts.value(p).toDouble();
-                for (qsizetype i = 0; i < v.size(); ++i)
-                    v[i] += float(score * m_queries[p][i]);
-                rest -= score * score;
-            }
-            v[m_free] = float(std::sqrt(std::max(0.0, rest)));
-            builder.tab("Tab " + QString::number(t)).summary("Summary " + QString::number(t)).vector(v);
-            if (parts.contains("read"))
+        for (int t = 0; t < tabs.size(); ++t) {
+            const QString flag = tabs[t].section(u'|', 1);
+            builder.tab(tabs[t].section(u'|', 0, 0));
+            if (flag == "read")
                 builder.read();
-            if (parts.contains("hinted") || parts.contains("dismissed"))
-                builder.hint(int(t) + 1, "x", parts.contains("dismissed"));
+            else if (!flag.isEmpty())
+                builder.hint(t + 1, "x", flag == "dismissed");
         }
-        return builder.embedderKind(m_embedder.kind());
+        return builder;
     }
 
 private slots:
@@ -144,13 +130,6 @@ private slots:
     {
         QVERIFY(m_bus.start());
         qputenv("DBUS_SESSION_BUS_ADDRESS", m_bus.address().toUtf8()); // for Reminders::isUsable()
-        for (const ProjectText &p : projects)
-            m_queries.append(Embedder::normalized(m_embedder.vector(HintEngine::queryText(p))));
-        for (qsizetype i = 0; i < m_embedder.dimension() && m_free < 0; ++i) {
-            if (m_queries[0][i] == 0.f && m_queries[1][i] == 0.f && m_queries[2][i] == 0.f)
-                m_free = i;
-        }
-        QVERIFY(m_free >= 0 && Embedder::cosine(m_queries[0], m_queries[1]) == 0.f && Embedder::cosine(m_queries[1], m_queries[2]) == 0.f);
     }
     void init()
     {
@@ -342,16 +321,19 @@ private slots:
         QTest::addColumn<QStringList>("tabs");
         QTest::addColumn<qint64>("max");
         QTest::addColumn<QStringList>("expected"); // "tab index>project name"
-        QTest::newRow("best two, best first") << QStringList{"0.3", "0.8", "0.05", "0.5"} << qint64(2)
-                                              << QStringList{"1>Alpenreise", "3>Alpenreise"};
-        QTest::newRow("read and hinted tabs never") << QStringList{"0.9 0 0 read", "0.8 0 0 dismissed", "0.7 0 0 hinted", "0.2"}
-                                                    << qint64(5) << QStringList{"3>Alpenreise"};
-        QTest::newRow("same best tab goes to the first project") << QStringList{"0.6 0.6", "0 0.3"} << qint64(2)
-                                                                 << QStringList{"0>Alpenreise", "1>Buchhaltung"};
+        // More of a project's words, a better fit.
+        QTest::newRow("best two, best first") << QStringList{"Wanderung", "Wanderung Gletscher Huette", "Kochen", "Wanderung Gletscher"}
+                                              << qint64(2) << QStringList{"1>Alpenreise", "3>Alpenreise"};
+        QTest::newRow("read and hinted tabs never")
+            << QStringList{"Wanderung Gletscher Huette|read", "Wanderung Gletscher|dismissed", "Gletscher Huette|hinted", "Wanderung"}
+            << qint64(5) << QStringList{"3>Alpenreise"};
+        QTest::newRow("same best tab goes to the first project") << QStringList{"Wanderung Gletscher Rechnung", "Steuer Kochen Velo Garten"}
+                                                                 << qint64(2) << QStringList{"0>Alpenreise", "1>Buchhaltung"};
         // A = (t0, t1), B = (t0), C = (t2, t3): B gets nothing, C its second.
-        QTest::newRow("fair passes skip exhausted lists") << QStringList{"0.6 0.5", "0.4", "0 0 0.5", "0 0 0.3"} << qint64(4)
-                                                         << QStringList{"0>Alpenreise", "2>Eigener Text", "1>Alpenreise", "3>Eigener Text"};
-        QTest::newRow("below threshold nothing") << QStringList{"0.05 0.09", "0 0"} << qint64(2) << QStringList{};
+        QTest::newRow("fair passes skip exhausted lists")
+            << QStringList{"Wanderung Gletscher Rechnung", "Wanderung", "Orchester Geige", "Orchester"} << qint64(4)
+            << QStringList{"0>Alpenreise", "2>Eigener Text", "1>Alpenreise", "3>Eigener Text"};
+        QTest::newRow("below threshold nothing") << QStringList{"Kochen", "Velo Garten"} << qint64(2) << QStringList{};
     }
 
     void hints()
@@ -370,7 +352,7 @@ private slots:
                 if (hint.reason.contains(p.name))
                     got << QString::number(t) + u'>' + p.name;
             }
-            QVERIFY(hint.reason.contains(data.tabs[t].summary) && hint.createdAt == m_clock.now());
+            QVERIFY(hint.reason.contains(data.tabs[t].title) && hint.createdAt == m_clock.now());
         }
         QCOMPARE(got, expected);
         QCOMPARE(data.hints.mid(hintsBefore), made);
@@ -395,7 +377,7 @@ private slots:
         QFETCH(QTime, time);
         QFETCH(QString, lastDay);
         QFETCH(bool, due);
-        LibraryData data = library({"0.9"});
+        LibraryData data = library({"Wanderung Gletscher Huette"});
         data.context.freeText = freeText;
         if (!lastDay.isEmpty())
             data.lastHintDay = lastDay;
