@@ -132,14 +132,11 @@ private slots:
         QTest::addColumn<QString>("tool");
         QTest::addColumn<QJsonObject>("args");
         QTest::addColumn<QString>("message");
-        const QString unknown = idText(LibraryBuilder::id(77));
         const QString when = QStringLiteral("2026-10-09T09:00:00+02:00");
         QTest::newRow("search number query") << "search_tabs" << QJsonObject{{"query", 4}} << "query fehlt";
         QTest::newRow("get malformed id") << "get_tab" << QJsonObject{{"id", "11111111-zz"}} << "Tab nicht gefunden";
-        QTest::newRow("get unknown id") << "get_tab" << QJsonObject{{"id", unknown}} << "Tab nicht gefunden";
         QTest::newRow("get id with more after it") << "get_tab" << QJsonObject{{"id", tabA + "-extra"}} << "Tab nicht gefunden";
         QTest::newRow("note id with a blank") << "add_note" << QJsonObject{{"id", tabA + " "}, {"note", "x"}} << "id oder note fehlt";
-        QTest::newRow("note not a string") << "add_note" << QJsonObject{{"id", tabA}, {"note", 3}} << "id oder note fehlt";
         QTest::newRow("reminder id in braces and more") << "set_reminder" << QJsonObject{{"id", "{" + tabA + "}junk"}, {"iso_date", when}}
                                                         << "id oder iso_date fehlt oder ungültig";
         QTest::newRow("reminder bad date") << "set_reminder" << QJsonObject{{"id", tabA}, {"iso_date", "morgen"}}
@@ -194,7 +191,6 @@ private slots:
         QTest::addColumn<QJsonObject>("args");
         QTest::addColumn<int>("count"); // tabs saved 0…149 days ago, the newest first
         QTest::newRow("seven by default, a string ignored") << QJsonObject{{"days", "3"}} << 8;
-        QTest::newRow("negative as one") << QJsonObject{{"days", -5}} << 2;
         QTest::newRow("at most a hundred") << QJsonObject{{"days", 400}} << 100;
         // Days times seconds per day would overflow a 64-bit count.
         QTest::newRow("beyond any count of days") << QJsonObject{{"days", 1.0e16}} << 100;
