@@ -33,7 +33,11 @@ public:
         m_bus.registerObject("/org/freedesktop/Notifications", this, QDBusConnection::ExportAllSlots | QDBusConnection::ExportAllSignals);
         m_bus.registerService("org.freedesktop.Notifications");
     }
-    ~FakeNotificationServer() override { m_bus.unregisterService("org.freedesktop.Notifications"); }
+    ~FakeNotificationServer() override
+    {
+        m_bus.unregisterService("org.freedesktop.Notifications");
+        m_bus.unregisterObject("/org/freedesktop/Notifications");
+    }
 
 public slots:
     uint Notify(const QString &appName, uint replacesId, const QString &, const QString &summary, const QString &,
@@ -181,7 +185,7 @@ private slots:
         QVERIFY(service.asked == 1 && service.added.size() == 1);
         Reminders::rescheduleAll(service, tabs, m_clock);
         QCOMPARE(service.pending.keys(), (QStringList{"hint-KEEP", "reminder-" + Reminders::uuidText(LibraryBuilder::tabId(1))}));
-        // Refused, nothing is shown, and the user is not asked again.
+        // Where they are refused, nothing is shown and nobody is asked.
         service.state = Auth::Denied;
         Reminders::postHint(service, Hint{}, tabWith(std::nullopt));
         QVERIFY(service.asked == 1 && service.added.size() == 2);

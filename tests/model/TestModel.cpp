@@ -116,6 +116,7 @@ private slots:
         // compatible API is not probed on the Ollama path again.
         QTest::newRow("no model name") << Probe{"", ollama, none, Availability::notEnabled, 0};
         QTest::newRow("ollama, latest tag") << Probe{"gemma", ollama, none, Availability::available, 3};
+        QTest::newRow("ollama, model missing") << Probe{"mistral", ollama, none, Availability::modelNotReady, 3};
         QTest::newRow("openai, model present") << Probe{"gemma", none, openAI, Availability::available, 4};
         QTest::newRow("openai, still loading") << Probe{"gemma", none, reply(503), Availability::modelNotReady, 6};
         QTest::newRow("neither api") << Probe{"gemma", none, none, Availability::otherReason, 6};
@@ -286,9 +287,8 @@ private slots:
         const Vector b{1, 1, 0};
         const auto angle = [](double d) { return Vector{float(std::cos(d * M_PI / 180)), float(std::sin(d * M_PI / 180))}; };
         QTest::newRow("one tab is unsorted") << QList<Vector>{{1, 0}} << QList<Numbers>{} << Numbers{1};
-        // Orthogonal to the others but at 0.447 to the centroid.
+        // The members' sum is zero: no member fits it.
         QTest::newRow("zero centroid drops the group") << QList<Vector>{{1, 0}, {0, 1}, {-1, -1}} << QList<Numbers>{} << Numbers{1, 2, 3};
-        // 1 and 2 fit; 3 goes first, then the single 1 left with 2 follows.
         // After {1,2} the average to 3 is 0.704, below 3–4 at 0.707; single
         // linkage would take 3 to {1,2} at 0.766.
         QTest::newRow("average linkage") << QList<Vector>{angle(0), angle(10), angle(50), angle(95)} << QList<Numbers>{{1, 2}, {3, 4}}
