@@ -6,40 +6,27 @@ import { readFileSync } from "node:fs";
 import assert from "node:assert/strict";
 
 const [cli, dataHome, tabId] = process.argv.slice(2);
-const transport = new StdioClientTransport({
-  command: cli,
-  args: ["mcp"],
-  env: { ...process.env, XDG_DATA_HOME: dataHome },
-});
 const client = new Client({ name: "pellmora-interop", version: "1.0.0" });
-await client.connect(transport);
-
+await client.connect(new StdioClientTransport({ command: cli, args: ["mcp"], env: { ...process.env, XDG_DATA_HOME: dataHome } }));
 assert.equal(client.getServerVersion().name, "pellmora");
 const { tools } = await client.listTools();
-assert.deepEqual(tools.map((t) => t.name), [
-  "search_tabs", "list_topics", "list_windows", "get_tab", "add_note", "set_reminder", "recent_tabs",
-]);
+assert.deepEqual(tools.map((t) => t.name),
+  ["search_tabs", "list_topics", "list_windows", "get_tab", "add_note", "set_reminder", "recent_tabs"]);
 
-async function call(name, args) {
+async function call(name, args, isError = false) {
   const result = await client.callTool({ name, arguments: args });
-  assert.equal(result.isError, false, `${name}: ${result.content[0].text}`);
-  return JSON.parse(result.content[0].text);
+  assert.equal(result.isError, isError, `${name}: ${result.content[0].text}`);
+  return isError ? result.content[0].text : JSON.parse(result.content[0].text);
 }
 
-const hits = await call("search_tabs", { query: "Rösti", limit: 5 });
-assert.equal(hits[0].id, tabId);
+assert.equal((await call("search_tabs", { query: "Rösti", limit: 5 }))[0].id, tabId);
 assert.equal((await call("list_topics", {})).length, 1);
 assert.equal((await call("list_windows", {})).length, 1);
 assert.equal((await call("get_tab", { id: tabId.toLowerCase() })).id, tabId);
 assert.equal((await call("add_note", { id: tabId, note: "vom Assistenten" })).note, "vom Assistenten");
-assert.equal((await call("set_reminder", { id: tabId, iso_date: "2026-10-09T09:00:00+02:00" })).reminderAt,
-  "2026-10-09T07:00:00Z");
+assert.equal((await call("set_reminder", { id: tabId, iso_date: "2026-10-09T09:00:00+02:00" })).reminderAt, "2026-10-09T07:00:00Z");
 assert.ok(Array.isArray(await call("recent_tabs", { days: 100000 })));
-const failed = await client.callTool({ name: "get_tab", arguments: { id: "nein" } });
-assert.equal(failed.isError, true);
-assert.equal(failed.content[0].text, "Tab nicht gefunden");
-
-const file = readFileSync(`${dataHome}/Pellmora/library.json`, "utf8");
-assert.ok(file.includes("vom Assistenten"));
+assert.equal(await call("get_tab", { id: "nein" }, true), "Tab nicht gefunden");
+assert.ok(readFileSync(`${dataHome}/Pellmora/library.json`, "utf8").includes("vom Assistenten"));
 await client.close();
 console.log("interop ok");
