@@ -302,8 +302,7 @@ private slots:
             const QString found = AssistantConfig::cliPath(tmp.filePath(QStringLiteral("app")), path.join(u':'));
             return QString(found).remove(tmp.path() + u'/');
         };
-        row("cli: beside the program", cli({"app/pellmora-cli", "cli/pellmora-cli", "bin/pellmora-cli"}, "bin"),
-            "app/pellmora-cli");
+        row("cli: beside the program", cli({"app/pellmora-cli", "cli/pellmora-cli"}, "bin"), "app/pellmora-cli");
         row("cli: build tree", cli({"cli/pellmora-cli", "bin/pellmora-cli"}, "bin"), "cli/pellmora-cli");
         row("cli: search path", cli({"bin/pellmora-cli"}, "nowhere:bin"), "bin/pellmora-cli");
         row("cli: not executable", cli({"-app/pellmora-cli", "-bin/pellmora-cli"}, "bin"), "/usr/bin/pellmora-cli");

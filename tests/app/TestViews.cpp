@@ -41,7 +41,8 @@ private slots:
     {
         QTest::addColumn<QString>("window");
         QTest::addColumn<bool>("full");
-        for (const char *window : {"popover", "library", "detail", "menus", "chat", "context", "settings"}) {
+        for (const char *window : {"popover", "popover running", "popover done", "library", "detail", "menus",
+                                   "chat", "context", "settings"}) {
             for (bool full : {true, false}) {
                 if (full || qstrcmp(window, "detail") != 0)
                     QTest::addRow("%s, %s", window, full ? "full" : "empty") << QString::fromLatin1(window) << full;
@@ -55,10 +56,14 @@ private slots:
         if (full)
             fill();
         const bool inLibrary = window == u"detail" || window == u"menus";
-        QQuickView *view = show(inLibrary ? QStringLiteral("library") : window);
+        QQuickView *view = show(inLibrary ? QStringLiteral("library") : window.section(u' ', 0, 0));
         QVERIFY(view);
         if (!view->minimumSize().isEmpty()) // where a window can be made smaller, at its smallest
             view->resize(view->minimumSize());
+        if (window == u"popover running")
+            f->model().setSleepStage(SleepStage::summarizing(1'234, 2'000));
+        if (window == u"popover done")
+            f->model().setSleepStage(SleepStage::finished(SleepStats{1'234, 2, 11}));
         if (full && window == u"chat")
             f->model().ask(QStringLiteral("Was habe ich über Rust gespeichert?"));
         // Each row over the library shows it in another state: the topic with
@@ -211,7 +216,6 @@ private slots:
         QCOMPARE(box != nullptr, answer >= 0);
         if (box) {
             QCOMPARE(asked.size(), 0);
-            QCOMPARE(box->buttons().size(), 2);
             QAbstractButton *accept = box->defaultButton();
             (answer ? accept : box->buttons().at(box->buttons().at(0) == accept ? 1 : 0))->click();
         }
