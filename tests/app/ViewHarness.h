@@ -1,29 +1,26 @@
 #pragma once
 
-#include <QImage>
-#include <QList>
-#include <QObject>
-#include <QPointF>
-#include <QSizeF>
 #include <QString>
-#include <QTemporaryDir>
-#include <QVariant>
+#include <QtCore/qnamespace.h>
 
+#include <functional>
 #include <memory>
 
-class AppModel;
+class AppModelFixture;
+class MainMenu;
 class QQmlEngine;
 class QQuickItem;
 class QQuickView;
+class TrayController;
+class WindowManager;
 
-// Loads one of the application's views (or a page of QML) offscreen, finds
-// its items by objectName, clicks and types into them, and renders it.
+// The application's windows offscreen over a fixture's model, opened as the
+// running app opens them: the popover by the tray, the others by the window
+// manager under the main menu. Finds items, clicks and types.
 class ViewHarness
 {
 public:
-    // Without a model: for the shared controls, which need none.
-    ViewHarness();
-    explicit ViewHarness(AppModel &model);
+    explicit ViewHarness(AppModelFixture &fixture);
     ~ViewHarness();
 
     // Makes the running test function (or, called from init(), each one)
@@ -31,59 +28,29 @@ public:
     // errors, failed assignments, binding loops.
     static void failOnQmlWarnings();
 
-    // A file of the QML module's views folder; false (with the errors
-    // logged) when it does not load or show. The window takes the root's
-    // size unless `windowSize` is given, then the root takes the window's.
-    // sizeBeforeShow: the root's implicit size before the first frame.
-    bool load(const QString &viewFile, QSizeF *sizeBeforeShow = nullptr, const QVariantMap &initial = {},
-              QSize windowSize = {});
-    // A page written in QML, with QtQuick and the module imported.
-    bool loadQml(const QByteArray &qml);
-    QQuickView *view() const { return m_view.get(); }
-    QQuickItem *root() const;
+    // "popover" or a window manager key; null when it does not show.
+    QQuickView *show(const QString &window);
+    QQuickView *view() const { return m_view; }
+    WindowManager &windows() { return *m_windows; }
 
-    // Searches the view, its popups and menus included.
-    QObject *find(const QString &name) const;
-    QQuickItem *item(const QString &name) const;
-    // An item named `name` inside the item named `parent`.
-    QObject *findIn(const QString &parent, const QString &name) const;
-    // Through child items as well as child objects; the first in tree order.
-    static QObject *findBelow(QObject *from, const QString &name);
-    QVariant read(const QString &name, const char *property) const;
-    QString text(const QString &name) const;
-    bool isShown(const QString &name) const;
-
-    // Clicks the item's centre when it is shown and lies in view, else fails.
-    bool click(QObject *item, Qt::MouseButton button = Qt::LeftButton);
-    bool click(const QString &name, Qt::MouseButton button = Qt::LeftButton)
-    {
-        return click(find(name), button);
-    }
-    // Focuses a text field and types into it (Latin-1 only).
+    // The first shown item, in tree order, of the window shown last (its open
+    // popups included) that matches, or that has this objectName.
+    QQuickItem *find(const std::function<bool(QQuickItem *)> &match, QQuickItem *from = nullptr) const;
+    QQuickItem *find(const QString &name) const;
+    // Clicks the item's centre when it lies in the window.
+    bool click(QQuickItem *item, Qt::MouseButton button = Qt::LeftButton);
+    bool click(const QString &name) { return click(find(name)); }
+    // Focuses the item and types the text into it.
     bool type(const QString &name, const QString &text);
-    // Types any text into the item with the focus, character by character.
-    void typeText(const QString &text);
-    void pressReturn();
-
-    // After each click or typing, also wait until the model has no search or
-    // work pending (for views whose input starts a search).
-    void waitForModelAfterInput(bool wait) { m_waitForModel = wait; }
-    // Lets bindings and queued calls settle (and the model, when waiting for it).
+    // Lets bindings, queued calls, the model's search and work, and the
+    // layout of the next frame settle.
     void settle();
 
-    // The window as drawn, at the screen's pixel ratio.
-    QImage render();
-
 private:
-    bool show(QSize windowSize);
-
-    AppModel *m_model = nullptr;
-    bool m_waitForModel = false;
-    QTemporaryDir m_dir;
+    AppModelFixture &m_fixture;
     std::unique_ptr<QQmlEngine> m_engine;
-    std::unique_ptr<QQuickView> m_view;
+    std::unique_ptr<MainMenu> m_menu;
+    std::unique_ptr<WindowManager> m_windows;
+    std::unique_ptr<TrayController> m_tray;
+    QQuickView *m_view = nullptr;
 };
-
-// Whether an item and all its ancestors are visible (QQuickItem::isVisible
-// already folds the ancestors in; this also accepts plain objects).
-bool shownOnScreen(QObject *object);
