@@ -99,6 +99,13 @@ QQuickView *WindowManager::show(const QString &key)
     return view;
 }
 
+static void polishAll(QQuickItem *item)
+{
+    item->ensurePolished();
+    for (QQuickItem *child : item->childItems())
+        polishAll(child);
+}
+
 QQuickView *WindowManager::create(const WindowSetup &setup)
 {
     auto *view = new QQuickView(m_engine, nullptr);
@@ -122,7 +129,17 @@ QQuickView *WindowManager::create(const WindowSetup &setup)
     const QScreen *screen = QGuiApplication::primaryScreen();
     const QRect available = screen ? screen->availableGeometry() : QRect();
     if (setup.sizedByContent()) {
-        const QSize content(qCeil(root->implicitWidth()), qCeil(root->implicitHeight()));
+        QSize content;
+        // Layouts settle their sizes only when polished, which a window not
+        // yet shown never was: measured before, wrapped texts count as if
+        // laid out at no width, and the window comes out far too tall.
+        for (int pass = 0; pass < 4; ++pass) {
+            polishAll(view->rootObject());
+            const QSize measured(qCeil(root->implicitWidth()), qCeil(root->implicitHeight()));
+            if (measured == content)
+                break;
+            content = measured;
+        }
         const QSize size = fitted(content, available);
         // Measured at its own size; from now on the view follows the window,
         // so that on a small screen it scrolls.

@@ -56,7 +56,8 @@ private slots:
         if (full)
             fill();
         const bool inLibrary = window == u"detail" || window == u"menus";
-        QQuickView *view = show(inLibrary ? QStringLiteral("library") : window.section(u' ', 0, 0));
+        const QString key = inLibrary ? QStringLiteral("library") : window.section(u' ', 0, 0);
+        QQuickView *view = show(key);
         QVERIFY(view);
         if (!view->minimumSize().isEmpty()) // where a window can be made smaller, at its smallest
             view->resize(view->minimumSize());
@@ -77,6 +78,9 @@ private slots:
             f->model().showDetail(idText(LibraryBuilder::tabId(1)));
         QTRY_VERIFY(!f->model().chatBusy() && (window != u"detail" || h->find(QStringLiteral("detailSave"))));
         h->settle();
+        // Sized by its content, a window is as tall as that content laid out.
+        if (const WindowSetup *setup = WindowManager::setupFor(key); setup && setup->sizedByContent())
+            QVERIFY(qAbs(view->height() - view->rootObject()->implicitHeight()) <= 1);
         if (window != u"menus")
             return checkTexts(view);
         QObject *bar = h->find(QStringLiteral("mainMenuBar"));
