@@ -93,19 +93,6 @@ async function ask(browser, message) {
     return port.sent.at(-1);
 }
 
-test("hello names the browser and keeps one instance id per profile", async () => {
-    for (const [userAgent, storage, name, instance] of [
-        ["Mozilla/5.0 Chrome/120", {}, "chromium", "uuid-1"],
-        ["Mozilla/5.0 Gecko/20100101 Firefox/128.0", { instance: "kept" }, "firefox", "kept"],
-    ]) {
-        const browser = fakeBrowser({ userAgent, storage });
-        await settle();
-        assert.equal(browser.ports[0].name, "app.pellmora.browser");
-        assert.deepEqual(browser.ports[0].sent, [{ type: "hello", protocol: 1, browser: name, instance }]);
-        assert.equal(browser.storage.instance, instance);
-    }
-});
-
 test("close closes only tabs that still show the address", async (t) => {
     const a = { tabId: 1, url: "https://a.ch/" }, b = { tabId: 2, url: "https://b.ch/" }, c = { tabId: 3, url: "https://c.ch/" };
     for (const [name, close, closed, left, vanished = [], removeCalls = 1] of [
@@ -148,14 +135,17 @@ test("open: the first address in front, the rest behind it, refused ones skipped
     }
 });
 
-test("an unknown request is refused with its id", async () => {
-    const reply = await ask(fakeBrowser(), { id: 9, type: "explode" });
+test("hello names the browser and a new instance id kept for the profile; an unknown request is refused", async () => {
+    const browser = fakeBrowser();
+    const reply = await ask(browser, { id: 9, type: "explode" });
+    assert.deepEqual(browser.ports[0].sent[0], { type: "hello", protocol: 1, browser: "chromium", instance: "uuid-1" });
+    assert.equal(browser.storage.instance, "uuid-1");
     assert.equal(reply.id, 9);
     assert.match(reply.error, /explode/);
 });
 
 test("reconnects with growing pauses and says hello again", async () => {
-    const browser = fakeBrowser();
+    const browser = fakeBrowser({ userAgent: "Mozilla/5.0 Gecko/20100101 Firefox/128.0", storage: { instance: "kept" } });
     await settle();
     const pauses = [];
     for (let round = 0; round < 8; ++round) {
@@ -168,7 +158,7 @@ test("reconnects with growing pauses and says hello again", async () => {
     }
     assert.deepEqual(pauses, [250, 500, 1000, 2000, 4000, 8000, 16000, 32000]);
     assert.equal(browser.ports.length, 9);
-    assert.equal(browser.ports[8].sent[0].type, "hello");
+    assert.deepEqual(browser.ports[8].sent[0], { type: "hello", protocol: 1, browser: "firefox", instance: "kept" });
     // A request through a working connection resets the pause.
     await ask(browser, { id: 1, type: "count" });
     browser.ports[8].onDisconnect.fire();
