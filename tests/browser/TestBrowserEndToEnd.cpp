@@ -46,9 +46,9 @@ class RemoteBrowser
 public:
     explicit RemoteBrowser(bool firefox) : m_firefox(firefox)
     {
-        for (const auto &[name, folder] : {std::pair{"HOME", ""}, {"XDG_CONFIG_HOME", "/.config"},
-                                           {"XDG_DATA_HOME", "/.local/share"}, {"XDG_CACHE_HOME", "/.cache"}, {"XDG_RUNTIME_DIR", "/run"}})
-            m_env.insert(name, m_home.path() + folder);
+        for (const auto &[name, folder] : {std::pair{"HOME", ""}, {"XDG_CONFIG_HOME", "/.config"}, {"XDG_DATA_HOME", "/.local/share"},
+                                           {"XDG_CACHE_HOME", "/.cache"}, {"XDG_RUNTIME_DIR", "/run"}, {"TMPDIR", "/tmp"}})
+            QDir().mkpath(*m_env.insert(name, m_home.path() + folder));
     }
     ~RemoteBrowser()
     {
@@ -68,8 +68,7 @@ public:
     // page. Empty on success, else why not.
     QString start()
     {
-        const QString runtime = m_env.value("XDG_RUNTIME_DIR"), data = m_env.value("XDG_DATA_HOME") + "/Pellmora/browser";
-        QDir().mkpath(runtime);
+        const QString data = m_env.value("XDG_DATA_HOME") + "/Pellmora/browser";
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         for (auto it = m_env.cbegin(); it != m_env.cend(); ++it)
             env.insert(it.key(), it.value());
