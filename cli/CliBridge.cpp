@@ -1,6 +1,9 @@
 #include "CliBridge.h"
 
+#include <QStringList>
+
 #include <chrono>
+#include <utility>
 
 #include "BrowserHub.h"
 #include "ExtensionBridge.h"
@@ -10,9 +13,15 @@ using namespace std::chrono_literals;
 namespace {
 
 // Hosts retry about once a second, so every running browser is back within
-// a few seconds of the hub appearing.
-constexpr auto firstBrowserLimit = 4s;
-constexpr auto quietAfterLast = 1500ms;
+// a few seconds of the hub appearing. Tests, whose fake browsers connect at
+// once, shorten both waits with PELLMORA_BROWSER_WAIT_MS=<first>,<quiet>.
+std::pair<std::chrono::milliseconds, std::chrono::milliseconds> browserWaits()
+{
+    const QStringList set = qEnvironmentVariable("PELLMORA_BROWSER_WAIT_MS").split(u',');
+    if (set.size() == 2)
+        return {std::chrono::milliseconds(set[0].toInt()), std::chrono::milliseconds(set[1].toInt())};
+    return {4s, 1500ms};
+}
 
 QString lastFailure = QStringLiteral("Keine Verbindung zum Browser.");
 
@@ -54,7 +63,8 @@ std::unique_ptr<BrowserBridge> makeCliBridge()
         lastFailure = QStringLiteral("Keine Verbindung zum Browser: ") + started.error();
         return nullptr;
     }
-    if (hub->waitForSettled(firstBrowserLimit, quietAfterLast) == 0) {
+    if (const auto [firstBrowserLimit, quietAfterLast] = browserWaits();
+        hub->waitForSettled(firstBrowserLimit, quietAfterLast) == 0) {
         lastFailure = QStringLiteral("Kein Browser mit der Pellmora-Erweiterung ist verbunden. Browser öffnen, "
                                      "die Erweiterung einrichten (scripts/install-browser-host) und nochmals "
                                      "versuchen. Mit «pellmora-cli sleep --demo» läuft der Ablauf mit den "
