@@ -182,11 +182,9 @@ private slots:
         const LibraryData data = LibraryBuilder().tab("Suppenrezept").tab("Objektiv für die Kamera").tab("Kamera kaufen")
                                      .savedAt(LibraryBuilder::now().addDays(1));
         QVERIFY(home.write(data));
-        // CliHome cannot take PELLMORA_NO_SEMANTIC away (an empty value still
-        // counts as set), so these runs name their environment themselves.
-        QHash<QString, QString> env = model.environment();
-        env.insert({{"XDG_DATA_HOME", home.path("data")}, {"PELLMORA_EMBED_MODEL", "fake"}, {"PELLMORA_NO_AI", "1"}});
-        const auto run = [&](const QString &command) { return TestSupport::run(CliHome::program(), {command, "Fotoapparat", "--json"}, env); };
+        home.setEnv(model.environment());
+        home.setEnv({{"PELLMORA_NO_SEMANTIC", ""}, {"PELLMORA_EMBED_MODEL", "fake"}});
+        const auto run = [&](const QString &command) { return home.run({command, "Fotoapparat", "--json"}); };
         QCOMPARE(tabsNamed(run("search").out, data), (QList<int>{3, 2})); // the newer of two equal hits first
         QCOMPARE(home.library().embeddings.size(), 3);                     // made once and kept
         model.clearLog();

@@ -26,7 +26,7 @@ public:
     LibraryData library() const;
     QByteArray libraryBytes() const;
 
-    // Sets (or, with an empty value, clears) a variable for every later run.
+    // Sets a variable for every later run; an empty value removes it.
     void setEnv(const QString &name, const QString &value) { m_env.insert(name, value); }
     void setEnv(const QHash<QString, QString> &variables);
 

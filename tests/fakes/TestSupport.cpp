@@ -27,8 +27,14 @@ ProcessResult run(const QString &program, const QStringList &args,
 {
     QProcess process;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    for (auto it = env.cbegin(); it != env.cend(); ++it)
-        environment.insert(it.key(), it.value());
+    // An empty value takes the variable away: the program's switches count
+    // as on whenever they are set at all.
+    for (auto it = env.cbegin(); it != env.cend(); ++it) {
+        if (it.value().isEmpty())
+            environment.remove(it.key());
+        else
+            environment.insert(it.key(), it.value());
+    }
     process.setProcessEnvironment(environment);
     process.start(program, args);
     ProcessResult result;

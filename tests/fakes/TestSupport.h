@@ -19,8 +19,8 @@ struct ProcessResult
     QString err;
 };
 
-// Runs a program to its end with extra environment variables and the given
-// standard input; 60 s at most.
+// Runs a program to its end with extra environment variables (an empty value
+// removes the variable) and the given standard input; 60 s at most.
 ProcessResult run(const QString &program, const QStringList &args,
                   const QHash<QString, QString> &env = {}, const QByteArray &input = {});
 
