@@ -17,7 +17,7 @@ AppModel &AppModelFixture::model()
         services.bridge = m_bridge;
         services.clock = &m_clock;
         services.settings = m_settings;
-        services.autostartFolder = m_dir.filePath(QStringLiteral("autostart"));
+        services.autostartFolder = path(QStringLiteral("autostart"));
         services.aiAvailable = [] { return false; };
         services.notifications = m_notifications;
         m_model = std::make_unique<AppModel>(std::move(services));

@@ -26,6 +26,7 @@ public:
     FakeBrowserBridge &bridge() { return *m_bridge; }
     FakeClock &clock() { return m_clock; }
     QSettings &settings() { return *m_settings; }
+    QString path(const QString &name) const { return m_dir.filePath(name); }
 
     // Before model(): the notification service, none by default.
     void useNotifications(NotificationService *service) { m_notifications = service; }

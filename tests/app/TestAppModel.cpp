@@ -3,6 +3,8 @@
 // below it are tested in their own folders.
 #include "AppModelFixture.h"
 
+#include "LaunchAtLogin.h"
+#include "LibraryBackups.h"
 #include "LibraryBuilder.h"
 #include "LibraryStore.h"
 #include "NotificationAnswers.h"
@@ -66,6 +68,8 @@ private Q_SLOTS:
     void notificationAnswers();
     void missedRemindersArePostedOnce();
     void demoDataKeepsTheOwnLibrary();
+    void clearingKeepsACopyOfTheLibrary();
+    void launchAtLoginWritesTheAutostartEntry();
 
 private:
     PrivateBus m_bus;
@@ -387,6 +391,39 @@ void TestAppModel::demoDataKeepsTheOwnLibrary()
     model.setDemoMode(false);
     QCOMPARE(TestSupport::readFile(f->library().store().filePath()), own);
     QVERIFY(!model.demoMode());
+}
+
+void TestAppModel::clearingKeepsACopyOfTheLibrary()
+{
+    // The second write of the day already made the day's copy (of the first),
+    // so only the copy taken before clearing holds what was cleared.
+    f->library().replace(LibraryBuilder().tab("Erster Stand"));
+    f->library().replace(LibraryBuilder().tab("Eigen").note("meins"));
+    const QByteArray cleared = TestSupport::readFile(f->library().store().filePath());
+    f->model().clearLibrary();
+    QVERIFY(f->library().data().tabs.isEmpty());
+    const LibraryBackups backups(f->library().store().filePath(), f->clock());
+    QStringList copies;
+    for (const LibraryBackup &copy : backups.list())
+        copies.append(QString::fromUtf8(TestSupport::readFile(copy.path)));
+    QVERIFY(copies.contains(QString::fromUtf8(cleared)));
+}
+
+void TestAppModel::launchAtLoginWritesTheAutostartEntry()
+{
+    const LaunchAtLogin login(f->path("autostart"));
+    f->model().setLaunchAtLogin(true);
+    QVERIFY(TestSupport::readFile(login.entryPath()).contains("\nExec="));
+    f->resetModel();
+    QVERIFY(f->model().launchAtLogin()); // the next start finds the entry
+    f->model().setLaunchAtLogin(false);
+    QVERIFY(!QFileInfo::exists(login.entryPath()));
+    // Where the entry cannot be written, the switch stays off and says why.
+    QVERIFY(QDir(f->path("autostart")).removeRecursively());
+    QVERIFY(TestSupport::writeFile(f->path("autostart"), "im Weg"));
+    f->model().setLaunchAtLogin(true);
+    QVERIFY(!f->model().launchAtLogin());
+    QVERIFY(f->model().notice().has_value());
 }
 
 PELLMORA_TEST_GUILESS_MAIN(TestAppModel)
