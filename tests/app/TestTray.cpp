@@ -4,6 +4,7 @@
 #include "PopoverPlacement.h"
 #include "QmlModule.h"
 #include "TrayController.h"
+#include "ViewHarness.h"
 
 #include <QQmlEngine>
 #include <QQuickItem>
@@ -35,6 +36,7 @@ private:
 
 void TestTray::init()
 {
+    ViewHarness::failOnQmlWarnings();
     m_engine = std::make_unique<QQmlEngine>();
     QmlModule::prepare(*m_engine);
     m_tray = std::make_unique<TrayController>(m_engine.get());
