@@ -36,7 +36,7 @@ const Row rows[] = {
     {1, Key::trip, "https://www.timeout.com/lisbon/restaurants/best-restaurants-in-lisbon", "Time Out · Best restaurants in Lisbon", "The best places to eat in Lisbon, from tascas to seafood.", "Restaurants", "Food"},
     {1, Key::trip, "https://www.parquesdesintra.pt/en/pena-palace", "Parques de Sintra · Pena Palace day trip", "Planning a day trip from Lisbon to the Pena Palace in Sintra.", "Sintra", "Day trip"},
     {1, Key::camera, "https://www.dpreview.com/reviews/sony-zv-e10-ii", "DPReview · Sony ZV-E10 II review", "An in-depth review of a compact mirrorless camera for travel video.", "Review", "Mirrorless"},
-    {1, Key::camera, "https://www.sony.com/electronics/interchangeable-lens-cameras/zv-e10m2", "Sony · ZV-E10 II product page", "Specifications and kit options of the ZV-E10 II.", "Product", "Sony"},
+    {1, Key::camera, "https://www.sony.com/electronics/interchangeable-lens-cameras/zv-e10m2", "Sony · ZV-E10 II product page", "Technical data and kit options of the ZV-E10 II.", "Product", "Sony"},
     {1, Key::camera, "https://www.digitec.ch/en/s1/producttype/cameras-8", "Digitec · System cameras", "A shop listing of system cameras with prices and stock.", "Shop", "Prices"},
     {1, Key::camera, "https://www.youtube.com/watch?v=travelcam2025", "YouTube · Best travel cameras compared", "A video comparing five travel cameras on size, autofocus and video.", "Video", "Comparison"},
     {1, Key::camera, "https://www.reddit.com/r/photography/comments/travel_camera_advice", "Reddit · Which travel camera?", "A forum thread with advice on picking a light camera for trips.", "Forum", "Advice"},
@@ -59,7 +59,7 @@ const Row rows[] = {
     {2, Key::swift, "https://github.com/pointfreeco/swift-composable-architecture", "GitHub · Composable Architecture", "An open-source package for structuring apps with state and reducers.", "Package", "Open source"},
     {2, Key::swift, "https://developer.apple.com/videos/wwdc2025/", "Apple Developer · Conference videos", "Session videos from the developer conference, including on-device models.", "Videos", "Conference"},
     {2, Key::swift, "https://developer.apple.com/pathways/", "Apple Developer · Learning paths", "Guided learning paths for building apps for desktop and phone.", "Learning", "Paths"},
-    {2, Key::camera, "https://www.fujifilm-x.com/global/products/cameras/x-s20/", "Fujifilm · X-S20 product page", "Features and specifications of a small mirrorless camera with stabilisation.", "Product", "Fujifilm"},
+    {2, Key::camera, "https://www.fujifilm-x.com/global/products/cameras/x-s20/", "Fujifilm · X-S20 product page", "Features and technical data of a small mirrorless camera with stabilisation.", "Product", "Fujifilm"},
     {2, Key::camera, "https://www.bhphotovideo.com/c/buy/mirrorless-system-cameras/ci/16158", "B&H · Mirrorless cameras", "A camera shop's listing of mirrorless bodies and kits.", "Shop", "Mirrorless"},
     // Window 3: ten finance, three swift, three camera, two trip, one other.
     {3, Key::finance, "https://www.investopedia.com/terms/i/indexfund.asp", "Investopedia · What is an index fund?", "What index funds are, how they track a market and why their costs are low.", "Index fund", "Basics"},
